@@ -1,1 +1,177 @@
 #pragma once
+
+#include "shell/list_model.h"
+#include "shell/prompter.h"
+
+#include <QMap>
+#include <QObject>
+#include <QRectF>
+#include <QString>
+#include <QTimer>
+#include <QVector>
+#include <array>
+#include <functional>
+#include <memory>
+
+class QSettings;
+
+// The frames of the main window, each with its title, flags and place.
+enum class Frame { Favorites, Preview, Groups, Messages, Prog, Files, HTTP, NNTP, Count };
+
+struct FrameState {
+    QString title;
+    bool enabled = true;
+    bool visible = true;
+    QRectF rect;     // twips, inside the window
+    QRectF listRect; // twips, the list (or picture) inside the frame
+};
+
+struct ToolButtonState {
+    QString caption;
+    int image = 0;
+    bool enabled = true;
+    bool visible = true;
+};
+
+// The one context of the program: the shared variables, the main window's
+// members, the settings and the controls, under the names the behaviour is
+// described with. Each test builds its own on temporary directories.
+class App : public QObject {
+    Q_OBJECT
+public:
+    explicit App(QObject* parent = nullptr);
+    ~App() override;
+
+    // ---- shared variables ----
+    qint32 TickCount = 0;
+    bool StopRequested = false;
+    bool Busy = false;
+    qint32 LastError = 0;
+    QString HeaderField;
+    QString CurrentGroup;
+    QString MessageText;
+    bool MessageDone = false;
+    QString TempFile;
+    bool LargePreviewOpen = false;
+    bool PostConnected = false;
+    bool GroupsDone = false;
+    bool HeadersDone = false;
+    bool SkipArticle = false;
+    bool HarvestBody = false;
+    QString AttachName;
+    QString LineBuffer;
+    QString CurrentLine;
+    bool GroupSeen = false;
+    qint32 GroupsBeforeLive = 0;
+    bool PostAllowed = false;
+    bool ScanExclusive = false;
+    QString ScanMode;
+    QString OutputFile;
+    qint32 PartDone = 0;
+    qint32 PartCount = 0;
+    qint32 PartIndex = 0;
+    QVector<qint32> PartNumbers;
+    bool IsBase64 = false;
+    bool DecodeDone = false;
+
+    // ---- members of the main window ----
+    qint32 TransferMode = 0;
+    bool IsConnected = false;
+    QString ErrorText;
+    qint32 SweepScope = -1;
+    bool BatchRun = false;
+
+    // ---- settings ----
+    QString AppPath; // ends in a separator
+    QString DestDir; // ends in a separator
+    QString LastFind;
+    bool SaveHTTP = true;
+    QString FavoritesFile;
+    QString FavoritesTitle; // file name without directory and extension
+    bool ConfirmFileDelete = true;
+    bool AutoLoadGroups = true;
+    bool BinariesOnly = false;
+    quint8 SpawnVideo = 1;
+    bool RemoveSpam = false;
+    bool ShowMNumbers = false;
+    QString CurrentServer;
+    qint32 Timeout = 30;
+    QString Password;
+    QString UserID;
+    QString EmailAddress;
+    QString UserName;
+    qint32 MinGroups = 1;
+    quint8 PreviewOn = 1;
+    QString AutoTime;
+    quint8 AutoAMPM = 1;
+    QString AutoDays = QStringLiteral("0000000");
+
+    // ---- controls ----
+    ListModel lstGroups, lstMessages, lstFavorites, lstFiles, lstHTTP;
+    ListModel lstTemp, lstTempServ, SBList1;
+    ListModel txtNNTPServ; // the live server list, shown by the setup dialog
+    QTimer Timer1;
+    QTimer timerAuto;
+
+    // Status line: panels 1 to 3 (index 0 unused).
+    std::array<QString, 4> statbar;
+    std::array<double, 4> statbarWidths{}; // twips
+    int progMin = 0, progMax = 100, progValue = 0;
+
+    // Menu items by their number, toolbar buttons 1 to 14 (index 0 unused).
+    QMap<int, bool> menuEnabled;
+    QString menuConnectCaption;
+    bool menuPreviewChecked = true;
+    bool menuPreviewLEnabled = true;
+    bool previewTeal = true; // background of the preview picture
+    std::array<ToolButtonState, 15> toolbar;
+
+    // Frames and the window's own geometry, in twips.
+    std::array<FrameState, static_cast<int>(Frame::Count)> frames;
+    QString Caption;
+    double FormLeft = 0, FormTop = 0, FormWidth = 1000, FormHeight = 1000;
+    int WindowState = 0; // 0 normal, 1 minimised, 2 maximised
+    double ScreenWidth = 1920 * 15, ScreenHeight = 1080 * 15;
+    bool hourGlass = false;
+
+    // ---- environment ----
+    // Where the executable lives; tests point it at a temporary directory.
+    QString ExeDir;
+    // Settings file for tests; empty means the user's native store.
+    QString SettingsFile;
+    Prompter* prompter = nullptr;
+    // One pass of the event queue inside a wait. It sleeps until something
+    // happens; tests replace it with a fake clock.
+    std::function<void()> DoEvents;
+    // Opens a document or address; tests replace it. Empty means the desktop's.
+    std::function<bool(const class QUrl&)> openUrl;
+    // Shows the setup dialog as a modal dialog; installed by the windows layer.
+    std::function<void()> showSetup;
+    // Ends the process; tests replace it to see that it was asked for.
+    std::function<void()> EndProcess;
+
+    std::unique_ptr<QSettings> openSettings() const;
+    FrameState& frame(Frame f) { return frames[static_cast<int>(f)]; }
+    const FrameState& frame(Frame f) const { return frames[static_cast<int>(f)]; }
+
+    // Status line and progress bar, so the window can follow them.
+    void setStatus(int panel, const QString& text);
+    void setProgress(int min, int max, int value);
+    void setProgressValue(int value);
+
+signals:
+    void statusChanged(int panel);
+    void progressChanged();
+    void menuChanged(int item);
+    void toolbarChanged(int button);
+    void frameChanged(Frame frame);
+    void captionChanged();
+    void hourGlassChanged(bool on);
+    void geometryChanged();
+    void toolbarRepaint();
+    // The preview was switched: the picture is cleared and the large window closed when off.
+    void previewChanged();
+
+private:
+    SilentPrompter silent_;
+};

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <QAbstractListModel>
+#include <QString>
+#include <QVector>
+
+// One row of any list of the program: the rows live here and nowhere else.
+struct ListRow {
+    QString text;
+    QString tag;
+    qint32 number = 0;
+    int picture = -1; // index into the main window's image list, -1 for none
+    bool selected = false;
+};
+
+// Find modes of ListModel::find.
+enum class FindMode { Exact = 0, Prefix = 1, Contains = 2 };
+
+// The list control: every list, visible or hidden, is one of these. The view
+// (a QListView in the windows layer) reads rows through the roles below and
+// mirrors its selection into the rows, so the logic can run without a screen.
+class ListModel : public QAbstractListModel {
+    Q_OBJECT
+public:
+    enum Roles { TagRole = Qt::UserRole + 1, NumberRole, PictureRole, MarkRole };
+
+    explicit ListModel(QObject* parent = nullptr);
+
+    int rowCount(const QModelIndex& parent = QModelIndex()) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    Qt::ItemFlags flags(const QModelIndex& index) const override;
+    Qt::DropActions supportedDragActions() const override { return Qt::CopyAction; }
+
+    int count() const { return static_cast<int>(rows_.size()); }
+    void clear();
+    void addItem(const QString& text);
+    // Position -1 or count() appends. In sorted mode the position is ignored.
+    void addItem(int position, const QString& text, const QString& tag, qint32 number = 0);
+    void removeItem(int index);
+    // Bulk append without a signal per row; used by loaders and receivers.
+    void appendRows(QVector<ListRow> rows);
+
+    QString text(int index) const;
+    void setText(int index, const QString& text);
+    QString tag(int index) const;
+    void setTag(int index, const QString& tag);
+    qint32 number(int index) const;
+    void setNumber(int index, qint32 number);
+    int picture(int index) const;
+    void setPicture(int index, int picture);
+    const ListRow& row(int index) const { return rows_[index]; }
+
+    bool selected(int index) const;
+    void setSelected(int index, bool on);
+    int selCount() const;
+    void clearSelection();
+    void selectAll();
+
+    int listIndex() const { return current_; }
+    void setListIndex(int index);
+
+    // Rows whose text matches, searched from start to the end and then from
+    // row 0 up to the row before start; -1 only when no row matches.
+    int find(const QString& what, FindMode mode, int start) const;
+
+    bool save(const QString& path) const;
+    bool load(const QString& path);
+
+    bool redraw() const { return redraw_; }
+    void setRedraw(bool on);
+    bool sorted() const { return sorted_; }
+    void setSorted(bool on);
+    bool enabled() const { return enabled_; }
+    void setEnabled(bool on);
+    bool visible() const { return visible_; }
+    void setVisible(bool on);
+    int leftMargin() const { return leftMargin_; }
+    void setLeftMargin(int margin) { leftMargin_ = margin; }
+
+    // A row text that starts with the character 255 and a digit carries a
+    // display style; these split it off.
+    static int markOf(const QString& text);
+    static QString displayText(const QString& text);
+
+    // File form of one row and back; exposed for the fuzz target and tests.
+    static QString encodeRow(const ListRow& row);
+    static ListRow decodeRow(QStringView line);
+
+signals:
+    void selectionChanged();
+    void currentChanged(int index);
+    void flagsChanged();
+
+private:
+    int sortedPosition(const QString& text) const;
+    void rowChanged(int index);
+
+    QVector<ListRow> rows_;
+    int current_ = -1;
+    bool redraw_ = true;
+    bool sorted_ = false;
+    bool enabled_ = true;
+    bool visible_ = true;
+    int leftMargin_ = 2;
+};
+
+// Shared way to fill a list from its file; icon -1 leaves rows without picture.
+class App;
+bool LoadListFile(App& app, ListModel& list, const QString& path, int icon);

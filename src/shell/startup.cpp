@@ -1,0 +1,78 @@
+#include "shell/startup.h"
+
+#include "setup/server_list.h"
+#include "shell/app.h"
+#include "shell/gating.h"
+#include "shell/layout.h"
+#include "shell/settings.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRandomGenerator>
+
+namespace {
+
+void removeTmpFiles(const QString& dir) {
+    QDir d(dir);
+    const QStringList names = d.entryList({QStringLiteral("*.tmp")}, QDir::Files | QDir::Hidden);
+    for (const QString& n : names) QFile::remove(d.filePath(n));
+}
+
+} // namespace
+
+void Form_Load(App& app) {
+    LoadDestDir(app);
+    app.SweepScope = -1;
+    KillTempFiles(app, true);
+    MakeTempFile(app);
+    LoadSettings(app);
+    for (const char* code : {"1", "2", "3", "4"}) UpdateListTitles(app, QLatin1String(code));
+    if (QFile::exists(app.AppPath + QStringLiteral("UsenetHTTP.htm"))) {
+        app.toolbar[13].enabled = true;
+        emit app.toolbarChanged(13);
+    }
+    app.Timer1.start();
+    app.timerAuto.start();
+    const QString cache = app.AppPath + QStringLiteral("Cache");
+    if (!QDir::setCurrent(cache)) {
+        // First run: make the cache; the window's first resize lays it out.
+        QDir().mkpath(cache);
+        return;
+    }
+    Form_Resize(app);
+}
+
+void cmdExit(App& app) {
+    app.StopRequested = true;
+    if (app.WindowState == 2) {
+        app.WindowState = 0;
+        emit app.geometryChanged();
+    }
+    SaveServerList(app);
+    app.lstFavorites.save(app.FavoritesFile);
+    SaveSettings(app);
+    KillTempFiles(app, true);
+    app.EndProcess();
+}
+
+void KillTempFiles(App& app, bool all) {
+    if (all) {
+        removeTmpFiles(app.AppPath);
+        if (app.DestDir != app.AppPath) removeTmpFiles(app.DestDir);
+        return;
+    }
+    if (app.TempFile.isEmpty()) return;
+    QFile::remove(app.AppPath + app.TempFile);
+    if (app.DestDir != app.AppPath) QFile::remove(app.DestDir + app.TempFile);
+}
+
+void MakeTempFile(App& app) {
+    const double r = QRandomGenerator::global()->generateDouble();
+    app.TempFile = QString::number(100000 + static_cast<int>(r * 255996)) + QStringLiteral(".tmp");
+}
+
+void cmdSetup(App& app) {
+    SetMenuItem(app, 2, false);
+    if (app.showSetup) app.showSetup();
+    SetMenuItem(app, 2, true);
+}

@@ -1,0 +1,12 @@
+#include "shell/waits.h"
+
+#include "shell/app.h"
+
+void Timer1_Timer(App& app) {
+    app.TickCount = app.TickCount + 1 > 32767 ? 0 : app.TickCount + 1;
+}
+
+void WaitTicks(App& app, int n) {
+    app.TickCount = 0;
+    while (app.TickCount <= n && !app.StopRequested) app.DoEvents();
+}
