@@ -3,7 +3,9 @@
 #include "shell/app.h"
 #include "shell/layout.h"
 
-QString serverListPath(const App& app) { return app.AppPath + QStringLiteral("NNTP_NET.INI"); }
+QString serverListPath(const App& app) {
+    return app.AppPath + QStringLiteral("NNTP_NET.INI");
+}
 
 void LoadServerList(App& app) {
     if (!app.txtNNTPServ.load(serverListPath(app))) SaveServerList(app);
@@ -13,7 +15,9 @@ void LoadServerList(App& app) {
     if (row >= 0) app.txtNNTPServ.setListIndex(row);
 }
 
-void SaveServerList(App& app) { app.txtNNTPServ.save(serverListPath(app)); }
+void SaveServerList(App& app) {
+    app.txtNNTPServ.save(serverListPath(app));
+}
 
 int findServer(const App& app, const QString& serv) {
     const ListModel& list = app.txtNNTPServ;

@@ -43,7 +43,8 @@ std::unique_ptr<QSettings> App::openSettings() const {
         s = std::make_unique<QSettings>(QSettings::NativeFormat, QSettings::UserScope,
                                         QStringLiteral("Zanderfell!"),
                                         QStringLiteral("Zanderfell!"));
-    else s = std::make_unique<QSettings>(SettingsFile, QSettings::IniFormat);
+    else
+        s = std::make_unique<QSettings>(SettingsFile, QSettings::IniFormat);
     s->beginGroup(QStringLiteral("Settings"));
     return s;
 }

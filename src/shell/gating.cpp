@@ -19,7 +19,8 @@ void SetMenuItem(App& app, int item, bool isOn) {
 }
 
 void MenuOnOff(App& app, const QString& menuType, bool isOn) {
-    for (int item : menuScope(menuType)) SetMenuItem(app, item, isOn);
+    for (int item : menuScope(menuType))
+        SetMenuItem(app, item, isOn);
 }
 
 void MessagesOnOff(App& app, bool isOn) {

@@ -45,8 +45,8 @@ void Form_Resize(App& app) {
     const FrameState& groups = app.frame(Frame::Groups);
 
     FrameState& prog = app.frame(Frame::Prog);
-    prog.rect = place(1, groups.rect.top() + groups.rect.height(), groups.rect.width(),
-                      kProgFrameHeight);
+    prog.rect =
+        place(1, groups.rect.top() + groups.rect.height(), groups.rect.width(), kProgFrameHeight);
     prog.listRect = place(100, kProgBarTop, prog.rect.width() - 200, kProgBarHeight);
     const double progBottom = prog.rect.top() + prog.rect.height();
 

@@ -3,7 +3,9 @@
 #include "shell/app.h"
 #include "support/atomic_file.h"
 
+#include <QColor>
 #include <QFile>
+#include <QFont>
 #include <QStringDecoder>
 #include <algorithm>
 
@@ -16,11 +18,20 @@ constexpr QChar kMark(0xFF);
 void appendEscaped(QString& out, QStringView s) {
     for (QChar c : s) {
         switch (c.unicode()) {
-        case '\\': out += QLatin1String("\\\\"); break;
-        case '\t': out += QLatin1String("\\t"); break;
-        case '\n': out += QLatin1String("\\n"); break;
-        case '\r': out += QLatin1String("\\r"); break;
-        default: out += c;
+        case '\\':
+            out += QLatin1String("\\\\");
+            break;
+        case '\t':
+            out += QLatin1String("\\t");
+            break;
+        case '\n':
+            out += QLatin1String("\\n");
+            break;
+        case '\r':
+            out += QLatin1String("\\r");
+            break;
+        default:
+            out += c;
         }
     }
 }
@@ -33,10 +44,18 @@ QString unescape(QStringView s) {
         if (c == u'\\' && i + 1 < s.size()) {
             QChar n = s[++i];
             switch (n.unicode()) {
-            case 't': out += u'\t'; break;
-            case 'n': out += u'\n'; break;
-            case 'r': out += u'\r'; break;
-            case '\\': out += u'\\'; break;
+            case 't':
+                out += u'\t';
+                break;
+            case 'n':
+                out += u'\n';
+                break;
+            case 'r':
+                out += u'\r';
+                break;
+            case '\\':
+                out += u'\\';
+                break;
             default: // not one of ours: keep both characters as the person typed them
                 out += c;
                 out += n;
@@ -50,6 +69,8 @@ QString unescape(QStringView s) {
 
 } // namespace
 
+std::function<QVariant(int)> ListModel::pictureProvider;
+
 ListModel::ListModel(QObject* parent) : QAbstractListModel(parent) {}
 
 int ListModel::rowCount(const QModelIndex& parent) const {
@@ -60,13 +81,40 @@ QVariant ListModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid() || index.row() < 0 || index.row() >= count()) return {};
     const ListRow& r = rows_[index.row()];
     switch (role) {
-    case Qt::DisplayRole: return displayText(r.text);
-    case Qt::EditRole: return r.text;
-    case TagRole: return r.tag;
-    case NumberRole: return r.number;
-    case PictureRole: return r.picture;
-    case MarkRole: return markOf(r.text);
-    default: return {};
+    case Qt::DisplayRole:
+        return displayText(r.text);
+    case Qt::EditRole:
+        return r.text;
+    case TagRole:
+        return r.tag;
+    case NumberRole:
+        return r.number;
+    case PictureRole:
+        return r.picture;
+    case MarkRole:
+        return markOf(r.text);
+    case Qt::DecorationRole:
+        if (r.picture >= 0 && pictureProvider) return pictureProvider(r.picture);
+        return {};
+    case Qt::ForegroundRole:
+        // "2": the last listing failed; "4": nothing in it.
+        switch (markOf(r.text)) {
+        case 2:
+            return QColor(Qt::red);
+        case 4:
+            return QColor(Qt::gray);
+        default:
+            return {};
+        }
+    case Qt::FontRole:
+        if (markOf(r.text) == 1) {
+            QFont f;
+            f.setBold(true);
+            return f;
+        }
+        return {};
+    default:
+        return {};
     }
 }
 
@@ -89,12 +137,16 @@ void ListModel::clear() {
     emit selectionChanged();
 }
 
-void ListModel::addItem(const QString& text) { addItem(-1, text, QString(), 0); }
+void ListModel::addItem(const QString& text) {
+    addItem(-1, text, QString(), 0);
+}
 
 void ListModel::addItem(int position, const QString& text, const QString& tag, qint32 number) {
     int at = position;
-    if (sorted_) at = sortedPosition(text);
-    else if (at < 0 || at > count()) at = count();
+    if (sorted_)
+        at = sortedPosition(text);
+    else if (at < 0 || at > count())
+        at = count();
     beginInsertRows(QModelIndex(), at, at);
     rows_.insert(at, ListRow{text, tag, number, -1, false});
     endInsertRows();
@@ -107,12 +159,15 @@ void ListModel::addItem(int position, const QString& text, const QString& tag, q
 void ListModel::appendRows(QVector<ListRow> rows) {
     if (rows.isEmpty()) return;
     if (sorted_) {
-        for (ListRow& r : rows) addItem(-1, r.text, r.tag, r.number);
+        for (ListRow& r : rows)
+            addItem(-1, r.text, r.tag, r.number);
         return;
     }
     beginInsertRows(QModelIndex(), count(), count() + static_cast<int>(rows.size()) - 1);
-    if (rows_.isEmpty()) rows_ = std::move(rows);
-    else rows_.append(rows);
+    if (rows_.isEmpty())
+        rows_ = std::move(rows);
+    else
+        rows_.append(rows);
     endInsertRows();
 }
 
@@ -197,7 +252,8 @@ void ListModel::clearSelection() {
 }
 
 void ListModel::selectAll() {
-    for (ListRow& r : rows_) r.selected = true;
+    for (ListRow& r : rows_)
+        r.selected = true;
     emit selectionChanged();
 }
 
@@ -214,9 +270,12 @@ int ListModel::find(const QString& what, FindMode mode, int start) const {
     if (start < 0 || start >= n) start = 0;
     auto matches = [&](const QString& t) {
         switch (mode) {
-        case FindMode::Exact: return t.compare(what, Qt::CaseInsensitive) == 0;
-        case FindMode::Prefix: return t.startsWith(what, Qt::CaseInsensitive);
-        case FindMode::Contains: return t.contains(what, Qt::CaseInsensitive);
+        case FindMode::Exact:
+            return t.compare(what, Qt::CaseInsensitive) == 0;
+        case FindMode::Prefix:
+            return t.startsWith(what, Qt::CaseInsensitive);
+        case FindMode::Contains:
+            return t.contains(what, Qt::CaseInsensitive);
         }
         return false;
     };
@@ -343,10 +402,10 @@ QString ListModel::displayText(const QString& text) {
 }
 
 int ListModel::sortedPosition(const QString& text) const {
-    auto it = std::upper_bound(rows_.begin(), rows_.end(), text,
-                               [](const QString& t, const ListRow& r) {
-                                   return t.compare(r.text, Qt::CaseInsensitive) < 0;
-                               });
+    auto it =
+        std::upper_bound(rows_.begin(), rows_.end(), text, [](const QString& t, const ListRow& r) {
+            return t.compare(r.text, Qt::CaseInsensitive) < 0;
+        });
     return static_cast<int>(it - rows_.begin());
 }
 
@@ -359,7 +418,8 @@ bool LoadListFile(App& app, ListModel& list, const QString& path, int icon) {
     list.setRedraw(false);
     const bool ok = list.load(path);
     if (icon != -1 && !app.Busy) {
-        for (int i = 0; i < list.count(); ++i) list.setPicture(i, icon);
+        for (int i = 0; i < list.count(); ++i)
+            list.setPicture(i, icon);
     }
     if (!app.Busy) list.setRedraw(true);
     return ok;

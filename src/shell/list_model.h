@@ -3,6 +3,7 @@
 #include <QAbstractListModel>
 #include <QString>
 #include <QVector>
+#include <functional>
 
 // One row of any list of the program: the rows live here and nowhere else.
 struct ListRow {
@@ -81,6 +82,10 @@ public:
     // display style; these split it off.
     static int markOf(const QString& text);
     static QString displayText(const QString& text);
+
+    // Turns a row's picture number into its icon; installed by the windows
+    // layer, which owns the image list.
+    static std::function<QVariant(int picture)> pictureProvider;
 
     // File form of one row and back; exposed for the fuzz target and tests.
     static QString encodeRow(const ListRow& row);

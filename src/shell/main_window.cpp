@@ -1,1 +1,331 @@
 #include "shell/main_window.h"
+
+#include "attachments/preview.h"
+#include "shell/commands.h"
+#include "shell/layout.h"
+#include "shell/list_view_widget.h"
+#include "shell/menu_table.h"
+#include "shell/prompter_dialog.h"
+#include "shell/startup.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QGroupBox>
+#include <QLabel>
+#include <QMenuBar>
+#include <QProgressBar>
+#include <QScreen>
+#include <QStatusBar>
+#include <QStyle>
+#include <QToolBar>
+#include <QWindow>
+
+namespace {
+
+// Height of the toolbar band in twips: the frames' tops are measured from
+// the top of the client area, which the toolbar shares with them.
+constexpr double kToolbarTwips = 630;
+
+} // namespace
+
+MainWindow::MainWindow(App& app, QWidget* parent)
+    : QMainWindow(parent), app_(app), prompter_(std::make_unique<DialogPrompter>(this)) {
+    setObjectName(QStringLiteral("frmMain"));
+    app_.prompter = prompter_.get();
+    ListModel::pictureProvider = [this](int n) { return QVariant(image(n)); };
+    setMinimumSize(200, 150);
+    buildMenus();
+    buildToolbar();
+    buildFrames();
+    buildStatusBar();
+    connectApp();
+    connectCommands();
+    if (QScreen* s = screen()) {
+        const QRect r = s->availableGeometry();
+        app_.ScreenWidth = r.width() / pxPerTwip();
+        app_.ScreenHeight = r.height() / pxPerTwip();
+    }
+}
+
+MainWindow::~MainWindow() {
+    ListModel::pictureProvider = nullptr;
+    if (app_.prompter == prompter_.get()) app_.prompter = nullptr;
+}
+
+ListView* MainWindow::view(const ListModel& list) const {
+    for (ListView* v : views_)
+        if (v->list() == &list) return v;
+    return nullptr;
+}
+
+double MainWindow::pxPerTwip() const {
+    const QScreen* s = screen();
+    const double dpi = s ? s->logicalDotsPerInchY() : 96.0;
+    return dpi / 1440.0;
+}
+
+QIcon MainWindow::image(int number) const {
+    // Pictures of the image list; only their numbers matter to the logic.
+    static const QStyle::StandardPixmap pixmaps[] = {
+        QStyle::SP_CustomBase,             // 0 none
+        QStyle::SP_FileDialogDetailedView, // 1 setup
+        QStyle::SP_DirIcon,                // 2 groups
+        QStyle::SP_BrowserStop,            // 3 stop
+        QStyle::SP_DriveNetIcon,           // 4 connect
+        QStyle::SP_DialogCancelButton,     // 5 disconnect
+        QStyle::SP_ArrowDown,              // 6 download
+        QStyle::SP_DialogSaveButton,       // 7 all
+        QStyle::SP_FileDialogContentsView, // 8 view
+        QStyle::SP_DialogOkButton,         // 9 post
+        QStyle::SP_FileLinkIcon,           // 10 links
+        QStyle::SP_FileIcon,               // 11 file
+        QStyle::SP_DirLinkIcon,            // 12 favourite group
+    };
+    if (number <= 0 || number >= static_cast<int>(std::size(pixmaps))) return {};
+    return style()->standardIcon(pixmaps[number]);
+}
+
+void MainWindow::buildMenus() {
+    QMap<QString, QMenu*> menus;
+    for (const MenuDef& m : menuTable()) {
+        const QString caption = QString::fromLatin1(m.caption);
+        QMenu* menu = menus.value(caption);
+        if (!menu) {
+            menu = m.submenuOf ? menus.value(QString::fromLatin1(m.submenuOf))->addMenu(caption)
+                               : menuBar()->addMenu(caption);
+            menus[caption] = menu;
+        }
+        for (const MenuItemDef& i : m.items) {
+            if (i.separatorBefore) menu->addSeparator();
+            QAction* a = menu->addAction(QString::fromLatin1(i.caption));
+            a->setObjectName(QString::fromLatin1(i.control));
+            if (*i.shortcut) a->setShortcut(QKeySequence(QString::fromLatin1(i.shortcut)));
+            a->setEnabled(i.number > 0 ? app_.menuEnabled.value(i.number) : i.startsEnabled);
+            actions_[a->objectName()] = a;
+            if (i.number > 0) numbered_.insert(i.number, a);
+        }
+    }
+    QAction* preview = actions_.value(QStringLiteral("menuPreview"));
+    preview->setCheckable(true);
+    preview->setChecked(app_.menuPreviewChecked);
+}
+
+void MainWindow::buildToolbar() {
+    toolbar_ = addToolBar(QStringLiteral("Toolbar1"));
+    toolbar_->setObjectName(QStringLiteral("Toolbar1"));
+    toolbar_->setMovable(false);
+    toolbar_->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
+    toolbar_->setIconSize(QSize(20, 20));
+    for (int b = 1; b <= kToolbarButtons; ++b) {
+        const ToolButtonState& st = app_.toolbar[b];
+        if (st.caption.isEmpty()) {
+            toolbar_->addSeparator();
+            continue;
+        }
+        QAction* a = toolbar_->addAction(image(st.image), st.caption);
+        a->setObjectName(QStringLiteral("Toolbar1_%1").arg(b));
+        a->setEnabled(st.enabled);
+        toolActions_[b] = a;
+        connect(a, &QAction::triggered, this, [this, b] { Toolbar1_ButtonClick(app_, b); });
+    }
+}
+
+void MainWindow::buildFrames() {
+    auto* central = new QWidget(this);
+    setCentralWidget(central);
+    static const char* names[] = {"frameFavorites", "framePreview", "frameGroups", "frameMessages",
+                                  "frameProg",      "frameFiles",   "frameHTTP",   nullptr};
+    for (int f = 0; f < static_cast<int>(Frame::NNTP); ++f) {
+        auto* box = new QGroupBox(app_.frames[f].title, central);
+        box->setObjectName(QString::fromLatin1(names[f]));
+        frameBoxes_[f] = box;
+    }
+    auto addList = [this](Frame f, ListModel& list, const char* name) {
+        auto* v = new ListView(&list, frameBox(f));
+        v->setObjectName(QString::fromLatin1(name));
+        views_.append(v);
+        return v;
+    };
+    addList(Frame::Favorites, app_.lstFavorites, "lstFavorites");
+    addList(Frame::Groups, app_.lstGroups, "lstGroups");
+    addList(Frame::Messages, app_.lstMessages, "lstMessages");
+    addList(Frame::Files, app_.lstFiles, "lstFiles");
+    addList(Frame::HTTP, app_.lstHTTP, "lstHTTP");
+
+    auto* pic = new QLabel(frameBox(Frame::Preview));
+    pic->setObjectName(QStringLiteral("Picture1"));
+    pic->setAutoFillBackground(true);
+    pic->setAlignment(Qt::AlignCenter);
+    picture1_ = pic;
+
+    progBar_ = new QProgressBar(frameBox(Frame::Prog));
+    progBar_->setObjectName(QStringLiteral("progBar"));
+    progBar_->setTextVisible(false);
+    frameBox(Frame::Prog)->setFlat(true);
+
+    // Groups and messages share their place; the groups show first.
+    showFrame(Frame::Messages);
+    frameBox(Frame::Messages)->setVisible(false);
+    app_.frame(Frame::Messages).visible = false;
+    app_.lstMessages.setVisible(false);
+}
+
+void MainWindow::buildStatusBar() {
+    for (int p = 1; p <= 3; ++p) {
+        auto* l = new QLabel(statusBar());
+        l->setObjectName(QStringLiteral("statbar%1").arg(p));
+        l->setFrameStyle(QFrame::Panel | QFrame::Sunken);
+        panels_[p] = l;
+        if (p < 3)
+            statusBar()->addWidget(l);
+        else
+            statusBar()->addPermanentWidget(l);
+    }
+}
+
+void MainWindow::connectApp() {
+    connect(&app_, &App::statusChanged, this, &MainWindow::showStatus);
+    connect(&app_, &App::progressChanged, this, &MainWindow::showProgress);
+    connect(&app_, &App::menuChanged, this, &MainWindow::showMenuItem);
+    connect(&app_, &App::toolbarChanged, this, &MainWindow::showToolButton);
+    connect(&app_, &App::toolbarRepaint, toolbar_, [this] { toolbar_->repaint(); });
+    connect(&app_, &App::frameChanged, this, &MainWindow::showFrame);
+    connect(&app_, &App::captionChanged, this, [this] { setWindowTitle(app_.Caption); });
+    connect(&app_, &App::geometryChanged, this, [this] {
+        if (!applying_) applyGeometry();
+    });
+    connect(&app_, &App::hourGlassChanged, this, [](bool on) {
+        if (on)
+            QApplication::setOverrideCursor(Qt::WaitCursor);
+        else
+            QApplication::restoreOverrideCursor();
+    });
+    connect(&app_, &App::previewChanged, this, [this] {
+        QAction* preview = action(QStringLiteral("menuPreview"));
+        preview->setChecked(app_.menuPreviewChecked);
+        action(QStringLiteral("menuPreviewL"))->setEnabled(app_.menuPreviewLEnabled);
+        QPalette pal = picture1_->palette();
+        pal.setColor(QPalette::Window, app_.previewTeal ? QColor(0, 128, 128) : QColor(Qt::black));
+        picture1_->setPalette(pal);
+    });
+    emit app_.previewChanged();
+}
+
+void MainWindow::connectCommands() {
+    auto on = [this](const char* control, auto handler) {
+        if (QAction* a = action(QString::fromLatin1(control)))
+            connect(a, &QAction::triggered, this, handler);
+    };
+    on("menuExit", [this] { cmdExit(app_); });
+    on("menuSetup", [this] { cmdSetup(app_); });
+    on("menuPreview", [this] { menuPreview_Click(app_); });
+}
+
+void MainWindow::showFrame(Frame f) {
+    QGroupBox* box = frameBox(f);
+    if (!box) return;
+    const FrameState& st = app_.frame(f);
+    box->setTitle(st.title);
+    box->setEnabled(st.enabled);
+    box->setVisible(st.visible);
+}
+
+void MainWindow::showMenuItem(int number) {
+    for (QAction* a : menuItems(number))
+        a->setEnabled(app_.menuEnabled.value(number));
+    if (number == 6)
+        if (QAction* a = action(QStringLiteral("menuConnect"))) a->setText(app_.menuConnectCaption);
+}
+
+void MainWindow::showToolButton(int number) {
+    QAction* a = toolButton(number);
+    if (!a) return;
+    const ToolButtonState& st = app_.toolbar[number];
+    a->setEnabled(st.enabled);
+    a->setVisible(st.visible);
+    a->setText(st.caption);
+    a->setIcon(image(st.image));
+}
+
+void MainWindow::showStatus(int panel) {
+    panels_[panel]->setText(app_.statbar[panel]);
+}
+
+void MainWindow::showProgress() {
+    progBar_->setRange(app_.progMin, std::max(app_.progMin, app_.progMax));
+    progBar_->setValue(
+        std::clamp(app_.progValue, app_.progMin, std::max(app_.progMin, app_.progMax)));
+}
+
+void MainWindow::applyGeometry() {
+    applying_ = true;
+    const double k = pxPerTwip();
+    if (app_.WindowState == 0 && (isMaximized() || isMinimized())) showNormal();
+    const QSize decoration = frameGeometry().size() - geometry().size();
+    move(qRound(app_.FormLeft * k), qRound(app_.FormTop * k));
+    resize(std::max(1, qRound(app_.FormWidth * k) - decoration.width()),
+           std::max(1, qRound(app_.FormHeight * k) - decoration.height()));
+    applying_ = false;
+    layoutFrames();
+}
+
+void MainWindow::readGeometry() {
+    const double k = pxPerTwip();
+    app_.WindowState = isMinimized() ? 1 : isMaximized() ? 2 : 0;
+    // Maximised or minimised, the normal rectangle is the one worth keeping.
+    const QRect fg = isMaximized() || isMinimized() ? normalGeometry() : frameGeometry();
+    app_.FormLeft = fg.x() / k;
+    app_.FormTop = fg.y() / k;
+    app_.FormWidth = fg.width() / k;
+    app_.FormHeight = fg.height() / k;
+}
+
+void MainWindow::layoutFrames() {
+    const double k = pxPerTwip();
+    auto px = [k](const QRectF& r, double dy) {
+        return QRect(qRound(r.left() * k), qRound((r.top() + dy) * k), qRound(r.width() * k),
+                     qRound(r.height() * k));
+    };
+    for (int f = 0; f < static_cast<int>(Frame::NNTP); ++f) {
+        QGroupBox* box = frameBoxes_[f];
+        const FrameState& st = app_.frames[f];
+        box->setGeometry(px(st.rect, -kToolbarTwips));
+        const QRect inner = px(st.listRect, 0);
+        for (QObject* child : box->children())
+            if (auto* w = qobject_cast<QWidget*>(child)) w->setGeometry(inner);
+    }
+    for (int p = 1; p <= 3; ++p)
+        panels_[p]->setFixedWidth(std::max(20, qRound(app_.statbarWidths[p] * k)));
+}
+
+void MainWindow::closeEvent(QCloseEvent* e) {
+    // The close request always takes the way of Exit, whatever its reason.
+    e->accept();
+    cmdExit(app_);
+}
+
+void MainWindow::resizeEvent(QResizeEvent* e) {
+    QMainWindow::resizeEvent(e);
+    if (applying_) return;
+    readGeometry();
+    const double w = app_.FormWidth, h = app_.FormHeight, l = app_.FormLeft, t = app_.FormTop;
+    Form_Resize(app_);
+    if (app_.WindowState == 1) return;
+    if (app_.WindowState == 0 &&
+        (w != app_.FormWidth || h != app_.FormHeight || l != app_.FormLeft || t != app_.FormTop))
+        applyGeometry();
+    else
+        layoutFrames();
+}
+
+void MainWindow::moveEvent(QMoveEvent* e) {
+    QMainWindow::moveEvent(e);
+    if (!applying_ && app_.WindowState == 0 && !isMaximized() && !isMinimized()) readGeometry();
+}
+
+void MainWindow::changeEvent(QEvent* e) {
+    QMainWindow::changeEvent(e);
+    if (e->type() == QEvent::WindowStateChange && !applying_)
+        app_.WindowState = isMinimized() ? 1 : isMaximized() ? 2 : 0;
+}

@@ -1,1 +1,76 @@
 #pragma once
+
+#include "shell/app.h"
+
+#include <QMainWindow>
+#include <QMap>
+
+class QAction;
+class QGroupBox;
+class QLabel;
+class QProgressBar;
+class QToolBar;
+class ListView;
+class DialogPrompter;
+
+// frmMain: shows what the App holds and hands the user's commands to the
+// procedures of the subsystems. It owns no state of the logic.
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    explicit MainWindow(App& app, QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    App& app() { return app_; }
+    // The menu action of a control name such as "menuConnect".
+    QAction* action(const QString& control) const { return actions_.value(control); }
+    // All menu actions that SetMenuItem knows by number (item 51 has two).
+    QList<QAction*> menuItems(int number) const { return numbered_.values(number); }
+    QAction* toolButton(int number) const { return toolActions_.value(number); }
+    QToolBar* toolbar() const { return toolbar_; }
+    QGroupBox* frameBox(Frame f) const { return frameBoxes_[static_cast<int>(f)]; }
+    QLabel* statusPanel(int panel) const { return panels_[panel]; }
+    QProgressBar* progBar() const { return progBar_; }
+    ListView* view(const ListModel& list) const;
+    QWidget* picture() const { return picture1_; }
+
+    // Twips of the window system and back, by the screen's logical DPI.
+    double pxPerTwip() const;
+    // Moves and sizes the window to the App's geometry and lays out the frames.
+    void applyGeometry();
+
+protected:
+    void closeEvent(QCloseEvent* e) override;
+    void resizeEvent(QResizeEvent* e) override;
+    void moveEvent(QMoveEvent* e) override;
+    void changeEvent(QEvent* e) override;
+
+private:
+    void buildMenus();
+    void buildToolbar();
+    void buildFrames();
+    void buildStatusBar();
+    void connectApp();
+    void connectCommands();
+    void readGeometry();
+    void layoutFrames();
+    void showFrame(Frame f);
+    void showMenuItem(int number);
+    void showToolButton(int number);
+    void showStatus(int panel);
+    void showProgress();
+    QIcon image(int number) const;
+
+    App& app_;
+    std::unique_ptr<DialogPrompter> prompter_;
+    QMap<QString, QAction*> actions_;
+    QMultiMap<int, QAction*> numbered_;
+    QMap<int, QAction*> toolActions_;
+    QToolBar* toolbar_ = nullptr;
+    std::array<QGroupBox*, static_cast<int>(Frame::Count)> frameBoxes_{};
+    std::array<QLabel*, 4> panels_{};
+    QProgressBar* progBar_ = nullptr;
+    QWidget* picture1_ = nullptr;
+    QList<ListView*> views_;
+    bool applying_ = false;
+};

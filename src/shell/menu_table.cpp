@@ -114,9 +114,8 @@ std::vector<int> menuScope(const QString& code) {
 
 const std::vector<ToolButtonDef>& toolbarTable() {
     static const std::vector<ToolButtonDef> buttons = {
-        {2, "Setup", 1}, {4, "Groups", 2}, {5, "Stop", 3},  {6, "Connect", 4},
-        {8, "Download", 6}, {9, "All", 7}, {10, "View", 8}, {11, "Post", 9},
-        {13, "Links", 10},
+        {2, "Setup", 1}, {4, "Groups", 2}, {5, "Stop", 3},  {6, "Connect", 4}, {8, "Download", 6},
+        {9, "All", 7},   {10, "View", 8},  {11, "Post", 9}, {13, "Links", 10},
     };
     return buttons;
 }

@@ -1,11 +1,11 @@
 #include "shell/settings.h"
 
+#include "attachments/preview.h"
 #include "favorites/favorites_file.h"
 #include "setup/server_list.h"
 #include "shell/app.h"
 #include "shell/layout.h"
 #include "shell/settings_values.h"
-#include "attachments/preview.h"
 #include "support/routines.h"
 
 #include <QDir>

@@ -15,7 +15,8 @@ namespace {
 void removeTmpFiles(const QString& dir) {
     QDir d(dir);
     const QStringList names = d.entryList({QStringLiteral("*.tmp")}, QDir::Files | QDir::Hidden);
-    for (const QString& n : names) QFile::remove(d.filePath(n));
+    for (const QString& n : names)
+        QFile::remove(d.filePath(n));
 }
 
 } // namespace
@@ -26,7 +27,8 @@ void Form_Load(App& app) {
     KillTempFiles(app, true);
     MakeTempFile(app);
     LoadSettings(app);
-    for (const char* code : {"1", "2", "3", "4"}) UpdateListTitles(app, QLatin1String(code));
+    for (const char* code : {"1", "2", "3", "4"})
+        UpdateListTitles(app, QLatin1String(code));
     if (QFile::exists(app.AppPath + QStringLiteral("UsenetHTTP.htm"))) {
         app.toolbar[13].enabled = true;
         emit app.toolbarChanged(13);

@@ -8,5 +8,6 @@ void Timer1_Timer(App& app) {
 
 void WaitTicks(App& app, int n) {
     app.TickCount = 0;
-    while (app.TickCount <= n && !app.StopRequested) app.DoEvents();
+    while (app.TickCount <= n && !app.StopRequested)
+        app.DoEvents();
 }

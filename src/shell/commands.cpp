@@ -1,0 +1,15 @@
+#include "shell/commands.h"
+
+#include "shell/app.h"
+#include "shell/startup.h"
+#include "support/routines.h"
+
+void Toolbar1_ButtonClick(App& app, int number) {
+    if (number < 1 || number > 14) return;
+    app.StopRequested = false;
+    const QString& caption = app.toolbar[number].caption;
+    if (caption == QLatin1String("Setup"))
+        cmdSetup(app);
+    else if (caption == QLatin1String("Links"))
+        ShellLaunch(app, app.AppPath + QStringLiteral("UsenetHTTP.htm"));
+}

@@ -1,0 +1,88 @@
+#include "shell/list_view_widget.h"
+
+#include "shell/list_model.h"
+
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QTimer>
+
+ListView::ListView(ListModel* model, QWidget* parent) : QListView(parent), model_(model) {
+    setModel(model);
+    setSelectionMode(QAbstractItemView::ExtendedSelection);
+    setUniformItemSizes(true); // keeps a million rows cheap to lay out
+    setEditTriggers(QAbstractItemView::NoEditTriggers);
+    setIconSize(QSize(16, 16));
+
+    connect(selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this] { pushSelectionToModel(); });
+    connect(selectionModel(), &QItemSelectionModel::currentChanged, this,
+            [this](const QModelIndex& cur) {
+                if (!syncing_) model_->setListIndex(cur.isValid() ? cur.row() : -1);
+            });
+    // Changes made by the logic arrive in bursts; one pull per burst is enough.
+    connect(model, &ListModel::selectionChanged, this, [this] {
+        if (syncing_ || pullQueued_) return;
+        pullQueued_ = true;
+        QTimer::singleShot(0, this, [this] {
+            pullQueued_ = false;
+            pullSelectionFromModel();
+        });
+    });
+    connect(model, &ListModel::currentChanged, this, [this](int row) {
+        if (syncing_) return;
+        syncing_ = true;
+        selectionModel()->setCurrentIndex(row >= 0 ? model_->index(row) : QModelIndex(),
+                                          QItemSelectionModel::NoUpdate);
+        if (row >= 0) scrollTo(model_->index(row));
+        syncing_ = false;
+    });
+    connect(model, &ListModel::flagsChanged, this, [this] { followFlags(); });
+    connect(this, &QListView::doubleClicked, this,
+            [this](const QModelIndex& i) { emit rowDoubleClicked(i.row()); });
+    followFlags();
+}
+
+void ListView::keyPressEvent(QKeyEvent* e) {
+    emit keyDown(e->key(), e->modifiers());
+    if (e->isAccepted()) QListView::keyPressEvent(e);
+}
+
+void ListView::mousePressEvent(QMouseEvent* e) {
+    if (e->button() == Qt::RightButton) {
+        const QModelIndex i = indexAt(e->position().toPoint());
+        emit rightClicked(i.isValid() ? i.row() : -1);
+        return;
+    }
+    QListView::mousePressEvent(e);
+}
+
+void ListView::pushSelectionToModel() {
+    if (syncing_) return;
+    syncing_ = true;
+    const QItemSelectionModel* sm = selectionModel();
+    for (int i = 0; i < model_->count(); ++i)
+        model_->setSelected(i, sm->isRowSelected(i, QModelIndex()));
+    syncing_ = false;
+}
+
+void ListView::pullSelectionFromModel() {
+    syncing_ = true;
+    QItemSelection sel;
+    int start = -1;
+    const int n = model_->count();
+    for (int i = 0; i <= n; ++i) {
+        const bool on = i < n && model_->selected(i);
+        if (on && start < 0) start = i;
+        if (!on && start >= 0) {
+            sel.select(model_->index(start), model_->index(i - 1));
+            start = -1;
+        }
+    }
+    selectionModel()->select(sel, QItemSelectionModel::ClearAndSelect);
+    syncing_ = false;
+}
+
+void ListView::followFlags() {
+    setEnabled(model_->enabled());
+    setUpdatesEnabled(model_->redraw());
+}
