@@ -1,5 +1,8 @@
 #include "shell/app.h"
 
+#include "news/news_events.h"
+#include "news/nntp_control.h"
+
 #include "shell/menu_table.h"
 #include "shell/waits.h"
 
@@ -32,6 +35,8 @@ App::App(QObject* parent) : QObject(parent) {
     Timer1.setInterval(1000);
     timerAuto.setInterval(5000);
     connect(&Timer1, &QTimer::timeout, this, [this] { Timer1_Timer(*this); });
+    NNTP = std::make_unique<NntpControl>();
+    connectNewsEvents(*this);
     frame(Frame::Preview).title = QStringLiteral("Image Preview");
 }
 

@@ -14,6 +14,7 @@
 #include <memory>
 
 class QSettings;
+class NntpControl;
 
 // The frames of the main window, each with its title, flags and place.
 enum class Frame { Favorites, Preview, Groups, Messages, Prog, Files, HTTP, NNTP, Count };
@@ -59,7 +60,7 @@ public:
     bool SkipArticle = false;
     bool HarvestBody = false;
     QString AttachName;
-    QString LineBuffer;
+    QByteArray LineBuffer; // bytes as they came; cut into lines by the receiver
     QString CurrentLine;
     bool GroupSeen = false;
     qint32 GroupsBeforeLive = 0;
@@ -110,6 +111,8 @@ public:
     ListModel lstGroups, lstMessages, lstFavorites, lstFiles, lstHTTP;
     ListModel lstTemp, lstTempServ, SBList1;
     ListModel txtNNTPServ; // the live server list, shown by the setup dialog
+    std::unique_ptr<NntpControl> NNTP;
+    bool menuPostVisible = true;
     QTimer Timer1;
     QTimer timerAuto;
 
@@ -150,6 +153,13 @@ public:
     // Ends the process; tests replace it to see that it was asked for.
     std::function<void()> EndProcess;
 
+    // Branches of the line receiver that belong to later stages: article
+    // text (mode 2) and the Path/From harvest (mode 3). Each is installed by
+    // the subsystem that owns it; unset, the block is dropped.
+    std::function<void(const QByteArray&)> articleData;
+    std::function<void()> articleEnd;
+    std::function<void(const QByteArray&)> harvestData;
+
     std::unique_ptr<QSettings> openSettings() const;
     FrameState& frame(Frame f) { return frames[static_cast<int>(f)]; }
     const FrameState& frame(Frame f) const { return frames[static_cast<int>(f)]; }
@@ -171,6 +181,8 @@ signals:
     void toolbarRepaint();
     // The preview was switched: the picture is cleared and the large window closed when off.
     void previewChanged();
+    // The preview picture (and the large window's) is emptied.
+    void clearPreview();
 
 private:
     SilentPrompter silent_;

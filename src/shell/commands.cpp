@@ -1,5 +1,7 @@
 #include "shell/commands.h"
 
+#include "news/connection.h"
+#include "news/group_list.h"
 #include "shell/app.h"
 #include "shell/startup.h"
 #include "support/routines.h"

@@ -1,5 +1,6 @@
 #include "shell/gating.h"
 
+#include "news/nntp_control.h"
 #include "shell/app.h"
 #include "shell/menu_table.h"
 
@@ -54,7 +55,7 @@ void HourGlass(App& app, bool isOn) {
 }
 
 bool DisconnectFirst(App& app, bool warn) {
-    const bool connected = app.IsConnected;
+    const bool connected = app.NNTP->state() == QLatin1String("Connected");
     if (connected && warn)
         app.prompter->message(QStringLiteral("Please Disconnect First"),
                               QStringLiteral("Zanderfell!"), Prompter::Icon::Exclamation);

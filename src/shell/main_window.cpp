@@ -1,6 +1,8 @@
 #include "shell/main_window.h"
 
 #include "attachments/preview.h"
+#include "news/connection.h"
+#include "news/news_commands.h"
 #include "shell/commands.h"
 #include "shell/layout.h"
 #include "shell/list_view_widget.h"
@@ -106,6 +108,7 @@ void MainWindow::buildMenus() {
             if (i.number > 0) numbered_.insert(i.number, a);
         }
     }
+    postMenu_ = menus.value(QStringLiteral("&Post"));
     QAction* preview = actions_.value(QStringLiteral("menuPreview"));
     preview->setCheckable(true);
     preview->setChecked(app_.menuPreviewChecked);
@@ -201,6 +204,7 @@ void MainWindow::connectApp() {
         else
             QApplication::restoreOverrideCursor();
     });
+    connect(&app_, &App::clearPreview, this, [this] { static_cast<QLabel*>(picture1_)->clear(); });
     connect(&app_, &App::previewChanged, this, [this] {
         QAction* preview = action(QStringLiteral("menuPreview"));
         preview->setChecked(app_.menuPreviewChecked);
@@ -220,6 +224,17 @@ void MainWindow::connectCommands() {
     on("menuExit", [this] { cmdExit(app_); });
     on("menuSetup", [this] { cmdSetup(app_); });
     on("menuPreview", [this] { menuPreview_Click(app_); });
+    on("menuConnect", [this] { menuConnect_Click(app_); });
+    on("menuGroup", [this] { menuGroup_Click(app_); });
+    on("menuRefreshG", [this] { menuRefreshG_Click(app_); });
+    on("menuRefreshM", [this] { menuRefreshM_Click(app_); });
+    on("menuStop", [this] { menuStop_Click(app_); });
+
+    ListView* groups = view(app_.lstGroups);
+    connect(groups, &ListView::rowDoubleClicked, this, [this](int) { lstGroups_DblClick(app_); });
+    connect(groups, &ListView::keyDown, this, [this](int key, Qt::KeyboardModifiers) {
+        if (key == Qt::Key_Return || key == Qt::Key_Enter) lstGroups_DblClick(app_);
+    });
 }
 
 void MainWindow::showFrame(Frame f) {
@@ -236,6 +251,8 @@ void MainWindow::showMenuItem(int number) {
         a->setEnabled(app_.menuEnabled.value(number));
     if (number == 6)
         if (QAction* a = action(QStringLiteral("menuConnect"))) a->setText(app_.menuConnectCaption);
+    // A server without posting right hides the whole Post menu.
+    if (number == 11 && postMenu_) postMenu_->menuAction()->setVisible(app_.menuPostVisible);
 }
 
 void MainWindow::showToolButton(int number) {

@@ -67,6 +67,7 @@ private:
     QMultiMap<int, QAction*> numbered_;
     QMap<int, QAction*> toolActions_;
     QToolBar* toolbar_ = nullptr;
+    class QMenu* postMenu_ = nullptr;
     std::array<QGroupBox*, static_cast<int>(Frame::Count)> frameBoxes_{};
     std::array<QLabel*, 4> panels_{};
     QProgressBar* progBar_ = nullptr;

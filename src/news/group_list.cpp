@@ -1,0 +1,179 @@
+#include "news/group_list.h"
+
+#include "favorites/markers.h"
+#include "news/connection.h"
+#include "news/nntp_control.h"
+#include "setup/server_list.h"
+#include "shell/app.h"
+#include "shell/gating.h"
+#include "shell/layout.h"
+#include "support/routines.h"
+
+#include <QFile>
+#include <QSet>
+
+qint64 leadingNumber(QByteArrayView text) {
+    qint64 n = 0;
+    for (char c : text) {
+        if (c < '0' || c > '9') break;
+        if (n < (qint64(1) << 58)) n = n * 10 + (c - '0');
+    }
+    return n;
+}
+
+QString groupRow(const QString& name, qint64 last, qint64 first) {
+    const qint64 n = last - first;
+    if (n < 1) return name + QStringLiteral(" (0)");
+    return QChar(0xFF) + QStringLiteral("1") + name + QStringLiteral(" (") + QString::number(n) +
+           u')';
+}
+
+QString cleanNewsGroup(QString& newsgroup) {
+    if (!newsgroup.isEmpty() && newsgroup[0] == QChar(0xFF)) newsgroup.remove(0, 2);
+    const qsizetype bracket = newsgroup.indexOf(u'(');
+    if (bracket >= 0) newsgroup.truncate(bracket);
+    return newsgroup.trimmed();
+}
+
+QString GetServerName(const QString& temp) {
+    QString s = temp;
+    const qsizetype open = s.indexOf(u'(');
+    if (open < 0) return s;
+    s.remove(0, open + 1);
+    const qsizetype close = s.indexOf(u')');
+    if (close >= 0) s.truncate(close);
+    return s;
+}
+
+QString ServerCacheName(const App& app) {
+    QString s = app.CurrentServer;
+    s.replace(u'.', u'_');
+    return s;
+}
+
+QString groupCachePath(const App& app) {
+    return app.AppPath + QStringLiteral("Cache/") + ServerCacheName(app);
+}
+
+int GetGroupFromDisk(App& app) {
+    if (app.Busy) return -1;
+    app.lstGroups.clear();
+    const QString path = groupCachePath(app);
+    if (!QFile::exists(path)) {
+        UpdateListTitles(app, QStringLiteral("2"));
+        return -1;
+    }
+    if (!app.AutoLoadGroups &&
+        !app.prompter->askYesNo(QStringLiteral("Load Saved Group List?"),
+                                QStringLiteral("Zanderfell!"))) {
+        UpdateListTitles(app, QStringLiteral("2"));
+        return -1;
+    }
+    app.setStatus(1, QStringLiteral("Loading Groups from Disk"));
+    LoadListFile(app, app.lstGroups, path, -1);
+    UpdateListTitles(app, QStringLiteral("2"));
+    return 0;
+}
+
+void SaveGroupsToDisk(App& app) {
+    app.setStatus(1, QStringLiteral("Saving Groups"));
+    app.lstGroups.save(groupCachePath(app));
+    if (app.lstTempServ.count() == 0)
+        LoadListFile(app, app.lstTempServ, serverListPath(app), -1);
+    const int row = app.lstTempServ.find(app.CurrentServer, FindMode::Contains, 0);
+    if (row >= 0) {
+        const int n = app.lstGroups.count();
+        app.lstTempServ.setText(row, ZeroPad(n) + QString::number(n) + QStringLiteral("     ") +
+                                         app.CurrentServer);
+        app.lstTempServ.save(serverListPath(app));
+    }
+    app.setStatus(1, QString());
+}
+
+void RemoveNonBinary(App& app) {
+    app.setStatus(1, QStringLiteral("Removing Non Binary Groups"));
+    const QString key = QStringLiteral(".binar");
+    // Keep the binary rows, in order, each text once.
+    QVector<ListRow> kept;
+    QSet<QString> seen;
+    for (int i = 0; i < app.lstGroups.count(); ++i) {
+        const QString& t = app.lstGroups.text(i);
+        if (t.contains(key, Qt::CaseInsensitive) && !seen.contains(t)) {
+            seen.insert(t);
+            kept.append(ListRow{t, QString(), 0, -1, false});
+        }
+    }
+    app.lstGroups.setVisible(false);
+    app.lstGroups.setEnabled(false);
+    app.lstGroups.setRedraw(false);
+    app.lstGroups.clear();
+    app.lstGroups.appendRows(std::move(kept));
+    UpdateListTitles(app, QStringLiteral("2"));
+    if (app.LastError == 0) app.setStatus(1, QStringLiteral("Done Retreiving Group List"));
+    app.lstGroups.setVisible(true);
+    app.lstGroups.setEnabled(true);
+    app.lstGroups.setRedraw(true);
+}
+
+void cmdGroup(App& app, bool cache) {
+    HourGlass(app, true);
+    app.GroupsDone = false;
+    app.GroupSeen = false;
+    app.lstGroups.setEnabled(false);
+    FavoritesOnOff(app, false);
+    MessagesOnOff(app, false);
+    if (!app.Busy) {
+        for (int item : {53, 5, 6, 4, 8, 9, 10}) SetMenuItem(app, item, false);
+        for (const char* code : {"CG", "SM", "FA"}) MenuOnOff(app, QLatin1String(code), false);
+    }
+    bool fromServer = true;
+    if (cache) {
+        if (app.lstGroups.count() > 0) {
+            app.GroupsDone = true;
+            fromServer = false;
+        } else if (GetGroupFromDisk(app) != -1 || app.StopRequested) {
+            app.GroupsDone = true;
+            if (app.BinariesOnly) RemoveNonBinary(app);
+            fromServer = false;
+        }
+    }
+    if (fromServer) {
+        app.lstGroups.clear();
+        app.ErrorText = QStringLiteral("Timeout Getting Groups");
+        app.setStatus(1, QStringLiteral("Waiting for Group List"));
+        app.lstGroups.setRedraw(false);
+        app.HeaderField = QStringLiteral("Subject");
+        app.LastError = 0;
+        app.TickCount = 0;
+        app.GroupsDone = false;
+        app.NNTP->setDeliveryMode(1);
+        app.TransferMode = 1;
+        app.NNTP->listGroups();
+        while (app.LastError == 0 && !app.GroupsDone && !app.StopRequested) {
+            app.DoEvents();
+            if (app.TickCount > 2 * app.Timeout) app.LastError = -1;
+        }
+        while (app.NNTP->busy() && app.LastError == 0 && !app.StopRequested) app.DoEvents();
+        if (app.GroupsDone) {
+            SaveGroupsToDisk(app);
+            updatePostMarker(app);
+        }
+        if (!app.Busy) SetMenuItem(app, 5, false);
+    }
+    if (app.GroupsDone && !app.StopRequested) {
+        updateGroupMarker(app);
+        if (app.LastError == 0) app.setStatus(1, QStringLiteral("Done Retreiving Group List"));
+        if (!app.Busy) MenuOnOff(app, QStringLiteral("SG"), true);
+        if (app.lstGroups.count() > 0 && app.LastError == 0 && app.SweepScope == -1)
+            app.setStatus(2, QString());
+    }
+    if (!app.Busy) {
+        SetMenuItem(app, 6, true);
+        SetMenuItem(app, 53, true);
+    }
+    app.setProgressValue(0);
+    MessagesOnOff(app, false);
+    GroupsOnOff(app, true);
+    FavoritesOnOff(app, true);
+    HourGlass(app, false);
+}

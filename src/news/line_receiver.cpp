@@ -1,0 +1,183 @@
+#include "news/line_receiver.h"
+
+#include "news/group_list.h"
+#include "news/headers.h"
+#include "shell/app.h"
+#include "shell/layout.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
+namespace {
+
+// How often a long block lets the interface breathe. Running the queue for
+// every one of a million lines would cost more than the lines themselves.
+constexpr qint64 kPassIntervalMs = 40;
+
+QString lineText(QByteArrayView bytes) { return QString::fromUtf8(bytes); }
+
+// Hands the rows gathered so far to the list and lets the queue run once
+// without waiting. The consumed part of LineBuffer is gone before the pass,
+// so a nested event only sees lines that are still to be handled.
+struct Pacer {
+    QElapsedTimer clock;
+    Pacer() { clock.start(); }
+    bool due() {
+        if (clock.elapsed() < kPassIntervalMs) return false;
+        clock.restart();
+        return true;
+    }
+};
+
+void progressText(App& app, int rows, const char* what) {
+    if (rows > 0 && rows % 100 == 0)
+        app.setStatus(2, u'~' + QString::number(rows) + QLatin1String(what));
+}
+
+// Cuts the complete lines off the front of LineBuffer and hands each to
+// handle(line) which returns false to stop. flush() runs before every pass
+// of the queue and at the end.
+template <typename Handle, typename Flush>
+void eachCompleteLine(App& app, Handle handle, Flush flush, bool stopOnRequest) {
+    Pacer pacer;
+    qsizetype from = 0;
+    for (;;) {
+        if (stopOnRequest && app.StopRequested) break;
+        const qsizetype cr = app.LineBuffer.indexOf("\r\n", from);
+        if (cr < 0) break;
+        handle(QByteArrayView(app.LineBuffer).sliced(from, cr - from));
+        from = cr + 2;
+        if (pacer.due()) {
+            app.LineBuffer.remove(0, from);
+            from = 0;
+            flush();
+            QCoreApplication::processEvents(QEventLoop::AllEvents);
+        }
+    }
+    app.LineBuffer.remove(0, from);
+    flush();
+}
+
+void receiveGroupLines(App& app) {
+    QVector<ListRow> batch;
+    qint64 last = 0, first = 0;
+    auto flush = [&] {
+        if (!batch.isEmpty()) app.lstGroups.appendRows(std::exchange(batch, {}));
+    };
+    auto handle = [&](QByteArrayView line) {
+        // name, last, first, flags; a short line keeps last and first of the line before.
+        const qsizetype s1 = line.indexOf(' ');
+        const QByteArrayView name = s1 < 0 ? line : line.first(s1);
+        if (s1 >= 0) {
+            const QByteArrayView rest = line.sliced(s1 + 1);
+            const qsizetype s2 = rest.indexOf(' ');
+            last = leadingNumber(rest);
+            if (s2 >= 0) first = leadingNumber(rest.sliced(s2 + 1));
+        }
+        if (last - first >= 1 && !app.GroupSeen) {
+            app.GroupsBeforeLive = app.lstGroups.count() + static_cast<int>(batch.size());
+            app.GroupSeen = true;
+        }
+        if (line.isEmpty() || line.startsWith('.')) return;
+        batch.append(ListRow{groupRow(lineText(name), last, first), QString(), 0, -1, false});
+        progressText(app, app.lstGroups.count() + static_cast<int>(batch.size()),
+                     " Groups So Far");
+    };
+    eachCompleteLine(app, handle, flush, true);
+}
+
+void receiveHeaderLines(App& app) {
+    QVector<ListRow> batch;
+    const QString subject = QStringLiteral("Subject");
+    const QString blankSubject = QStringLiteral(" Subject");
+    auto flush = [&] {
+        if (!batch.isEmpty()) app.lstMessages.appendRows(std::exchange(batch, {}));
+    };
+    auto handle = [&](QByteArrayView line) {
+        const qsizetype blank = line.indexOf(' ');
+        if (blank < 0) return;
+        const qint64 number = leadingNumber(line);
+        if (number < 1 || line.startsWith('.')) return;
+        const QString whole = lineText(line);
+        if (!(app.RemoveSpam && IsJunkSubject(whole))) {
+            const qint32 n = static_cast<qint32>(std::min<qint64>(number, INT32_MAX));
+            if (app.ShowMNumbers) {
+                batch.append(ListRow{whole, subject, n, -1, false});
+            } else {
+                batch.append(ListRow{lineText(line.sliced(blank + 1)),
+                                     QString::number(number) + blankSubject, n, -1, false});
+            }
+        }
+        progressText(app, app.lstMessages.count() + static_cast<int>(batch.size()),
+                     " Messages So Far");
+    };
+    eachCompleteLine(app, handle, flush, false);
+}
+
+void dataPath(App& app, const QByteArray& data) {
+    app.TickCount = 0;
+    switch (app.TransferMode) {
+    case 1:
+        app.LineBuffer.append(data);
+        receiveGroupLines(app);
+        break;
+    case 2:
+        if (app.articleData) app.articleData(data);
+        break;
+    case 3:
+        if (app.HeaderField == QLatin1String("Path") || app.HeaderField == QLatin1String("From")) {
+            if (app.harvestData) app.harvestData(data);
+        } else {
+            app.LineBuffer.append(data);
+            receiveHeaderLines(app);
+        }
+        break;
+    default: break;
+    }
+}
+
+void endPath(App& app) {
+    const bool clearDetail = app.LastError == 0 && app.SweepScope == -1;
+    switch (app.TransferMode) {
+    case 1:
+        app.GroupsDone = true;
+        if (clearDetail) app.setStatus(2, QString());
+        if (app.ScanMode.isEmpty()) app.lstGroups.setRedraw(true);
+        UpdateListTitles(app, QStringLiteral("2"));
+        break;
+    case 2:
+        if (app.articleEnd) app.articleEnd();
+        app.MessageDone = true;
+        break;
+    case 3:
+        app.HeadersDone = true;
+        if (clearDetail) app.setStatus(2, QString());
+        app.lstMessages.setRedraw(true);
+        if ((app.HeaderField == QLatin1String("Path") ||
+             app.HeaderField == QLatin1String("From")) &&
+            app.SweepScope == -1) {
+            app.setStatus(2, QString());
+            if (app.HeaderField == QLatin1String("From")) UpdateListTitles(app, QStringLiteral("9"));
+        }
+        break;
+    default: break;
+    }
+}
+
+} // namespace
+
+void NNTP_Document(App& app, int state, const QByteArray& data) {
+    if (app.TransferMode == 1 || app.TransferMode == 3) app.TickCount = 0;
+    if (app.LastError != 0) return;
+    switch (state) {
+    case 1: app.LineBuffer.clear(); break;
+    case 3:
+        if (app.SkipArticle) return;
+        dataPath(app, data);
+        break;
+    case 4: app.LastError = -1; break;
+    case 5: endPath(app); break;
+    default: break;
+    }
+    QCoreApplication::processEvents(QEventLoop::AllEvents);
+}
