@@ -80,15 +80,6 @@ TEST(NntpBodyDecoder, EverySplitIntoTwoOrThreePiecesGivesTheSamePayload) {
     }
 }
 
-TEST(NntpBodyDecoder, ByteByByteFeedingFindsTheTerminatorOnce) {
-    QList<QByteArray> bytes;
-    for (char c : kStuffed)
-        bytes.append(QByteArray(1, c));
-    const Decoded d = decodePieces(bytes);
-    EXPECT_EQ(d.data, kUnstuffed);
-    EXPECT_EQ(d.endOffset, kTerminatorEnd);
-}
-
 TEST(NntpBodyDecoder, RandomBodiesInRandomPiecesMatchTheReference) {
     std::mt19937 random(20240611);
     const char alphabet[] = {'.', '.', 'a', 'b', ' ', '\r'};
@@ -133,16 +124,6 @@ TEST(NntpBodyDecoder, LineFeedOnlyServersAreUnderstood) {
     EXPECT_EQ(d.endOffset, 8);
 }
 
-TEST(NntpBodyDecoder, FeedingFromAnOffsetSkipsWhatCameBefore) {
-    NntpBodyDecoder decoder;
-    const QByteArray block = "215 list follows\r\nalt.test 2 1 y\r\n.\r\n";
-    const qsizetype bodyStart = block.indexOf('\n') + 1;
-    const NntpBodyDecoder::Result r = decoder.feed(block, bodyStart);
-    EXPECT_TRUE(r.finished);
-    EXPECT_EQ(r.data, QByteArray("alt.test 2 1 y\r\n"));
-    EXPECT_EQ(bodyStart + r.consumed, block.size());
-}
-
 TEST(NntpBodyDecoder, DecoderIsReadyForTheNextBodyAfterTheTerminator) {
     NntpBodyDecoder decoder;
     // The first body ends right after ".\r" was held; reset must forget it.
@@ -182,14 +163,6 @@ TEST(NntpOverviewPicker, LinesCutAcrossBlocksWaitForTheirEnd) {
     EXPECT_EQ(picker.feed("\n6\tsecond"), QByteArray("5 first\r\n"));
     EXPECT_EQ(picker.finish(), QByteArray("6 second\r\n"));
     EXPECT_EQ(picker.finish(), QByteArray());
-}
-
-TEST(NntpOverviewPicker, KnowsOnlyTheStandardOverviewFields) {
-    EXPECT_EQ(NntpOverviewPicker::fieldIndexOf("subject"), 1);
-    EXPECT_EQ(NntpOverviewPicker::fieldIndexOf("Message-ID"), 4);
-    EXPECT_EQ(NntpOverviewPicker::fieldIndexOf(":bytes"), 6);
-    EXPECT_EQ(NntpOverviewPicker::fieldIndexOf("Path"), -1);
-    EXPECT_EQ(NntpOverviewPicker::fieldIndexOf("Xref"), -1);
 }
 
 } // namespace
