@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QString>
+
+// Where and how to reach a news server, read from the text the user typed.
+struct NntpAddress {
+    QString host;
+    quint16 port = 119;
+    bool tls = false;
+    bool valid = false;
+};
+
+// Accepts "host", "host:port", "nntp://host[:port]", "nntps://host[:port]"
+// and bracketed IPv6 literals ("[::1]:119"). nntps defaults to port 563, and
+// port 563 always means TLS, since nothing else is served there.
+NntpAddress parseNntpAddress(const QString& server);

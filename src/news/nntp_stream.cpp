@@ -1,0 +1,145 @@
+#include "news/nntp_stream.h"
+
+#include <cstring>
+
+NntpBodyDecoder::Result NntpBodyDecoder::feed(const QByteArray& block, qsizetype from) {
+    Result result;
+    const char* const p = block.constData();
+    const qsizetype n = block.size();
+    qsizetype i = from;
+    qsizetype spanStart = from; // start of payload not yet copied to out
+    QByteArray out;
+    bool copied = false; // out is the payload; otherwise block[from, n) is
+
+    // Everything before a dropped byte goes to out; what follows starts a new span.
+    auto cut = [&](qsizetype end) {
+        if (end > spanStart) out.append(p + spanStart, end - spanStart);
+        copied = true;
+    };
+
+    while (i < n && !result.finished) {
+        switch (state_) {
+        case State::LineStart:
+            if (p[i] == '.') {
+                cut(i);
+                ++i;
+                spanStart = i;
+                state_ = State::Dot;
+            } else {
+                state_ = State::InLine;
+            }
+            break;
+        case State::InLine: {
+            const void* nl = std::memchr(p + i, '\n', static_cast<size_t>(n - i));
+            if (!nl) {
+                i = n;
+            } else {
+                i = static_cast<const char*>(nl) - p + 1;
+                state_ = State::LineStart;
+            }
+            break;
+        }
+        case State::Dot:
+            if (p[i] == '\r') {
+                ++i;
+                state_ = State::DotCr;
+            } else if (p[i] == '\n') {
+                ++i; // ".\n": some servers end lines with LF alone
+                result.finished = true;
+            } else {
+                spanStart = i; // the stuffing dot is gone; the rest of the line stays
+                state_ = State::InLine;
+            }
+            break;
+        case State::DotCr:
+            if (p[i] == '\n') {
+                ++i;
+                result.finished = true;
+            } else {
+                // ".\r" followed by something else was a line "\r...": keep the CR.
+                out.append('\r');
+                copied = true;
+                spanStart = i;
+                state_ = State::InLine;
+            }
+            break;
+        }
+    }
+
+    result.consumed = i - from;
+    if (result.finished) {
+        state_ = State::LineStart;
+        result.data = out; // everything before the terminator was cut already
+    } else if (state_ == State::Dot || state_ == State::DotCr) {
+        result.data = out; // the held "." or ".\r" is decided by the next block
+    } else if (!copied && from == 0) {
+        result.data = block;
+    } else {
+        cut(n);
+        result.data = out;
+    }
+    return result;
+}
+
+int NntpOverviewPicker::fieldIndexOf(const QByteArray& field) {
+    static const char* const names[] = {"subject",    "from",  "date", "message-id",
+                                        "references", "bytes", "lines"};
+    const QByteArray lower = field.toLower();
+    for (int k = 0; k < 7; ++k) {
+        if (lower == names[k]) return k + 1;
+    }
+    if (lower == ":bytes") return 6;
+    if (lower == ":lines") return 7;
+    return -1;
+}
+
+void NntpOverviewPicker::pickLine(const char* begin, const char* end, QByteArray& out) const {
+    if (end > begin && end[-1] == '\r') --end;
+    const char* tab = static_cast<const char*>(std::memchr(begin, '\t', end - begin));
+    const char* numberEnd = tab ? tab : end;
+    if (numberEnd == begin) return; // no article number: nothing to report
+    out.append(begin, numberEnd - begin);
+    out.append(' ');
+    const char* field = tab;
+    for (int k = 1; field && k < fieldIndex_; ++k) {
+        field = static_cast<const char*>(std::memchr(field + 1, '\t', end - field - 1));
+    }
+    if (field) {
+        const char* valueBegin = field + 1;
+        const char* valueEnd =
+            static_cast<const char*>(std::memchr(valueBegin, '\t', end - valueBegin));
+        out.append(valueBegin, (valueEnd ? valueEnd : end) - valueBegin);
+    }
+    out.append("\r\n", 2);
+}
+
+QByteArray NntpOverviewPicker::feed(const QByteArray& data) {
+    QByteArray out;
+    out.reserve(data.size());
+    const char* p = data.constData();
+    const char* const end = p + data.size();
+    while (p < end) {
+        const char* nl = static_cast<const char*>(std::memchr(p, '\n', end - p));
+        if (!nl) {
+            partial_.append(p, end - p);
+            break;
+        }
+        if (partial_.isEmpty()) {
+            pickLine(p, nl, out);
+        } else {
+            partial_.append(p, nl - p);
+            pickLine(partial_.constData(), partial_.constData() + partial_.size(), out);
+            partial_.clear();
+        }
+        p = nl + 1;
+    }
+    return out;
+}
+
+QByteArray NntpOverviewPicker::finish() {
+    QByteArray out;
+    if (!partial_.isEmpty())
+        pickLine(partial_.constData(), partial_.constData() + partial_.size(), out);
+    partial_.clear();
+    return out;
+}

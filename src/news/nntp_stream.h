@@ -1,0 +1,59 @@
+#pragma once
+
+#include <QByteArray>
+
+// Undoes the dot-stuffing of a multi-line NNTP reply while it streams in, and
+// finds its terminating "." line. Blocks may be cut anywhere: a stuffed ".."
+// or the terminator split over two blocks is recognised all the same.
+//
+// Runs in one pass over the bytes. A block without a stuffed line and without
+// the terminator comes back as the very same (shared) QByteArray, so the
+// common case costs no copy at all.
+class NntpBodyDecoder {
+public:
+    struct Result {
+        QByteArray data;        // payload of this block, unstuffed
+        qsizetype consumed = 0; // bytes taken from the block, terminator included
+        bool finished = false;  // the terminating line was reached
+    };
+
+    // Starts a new reply body: the next byte is the start of a line.
+    void reset() { state_ = State::LineStart; }
+
+    // Takes the bytes of block from position from on. When the terminator is
+    // found the bytes behind it are left alone (consumed tells where).
+    Result feed(const QByteArray& block, qsizetype from = 0);
+
+private:
+    enum class State {
+        LineStart, // at the first byte of a line
+        InLine,    // inside a line
+        Dot,       // a line began with "."; it is dropped whatever follows
+        DotCr,     // ".\r" at a line start; a "\n" next makes it the terminator
+    };
+    State state_ = State::LineStart;
+};
+
+// Turns unstuffed overview lines ("number TAB Subject TAB From ...") into the
+// lines an XHDR reply would have given for one field: "number value\r\n".
+// Lines may arrive cut anywhere; a partial line waits for the next block.
+class NntpOverviewPicker {
+public:
+    // Field position in an overview line: 1 Subject, 2 From, 3 Date,
+    // 4 Message-ID, 5 References, 6 Bytes, 7 Lines.
+    explicit NntpOverviewPicker(int fieldIndex = 1) : fieldIndex_(fieldIndex) {}
+
+    // The overview position of a header field, or -1 when the standard
+    // overview does not hold it. The name is compared without case.
+    static int fieldIndexOf(const QByteArray& field);
+
+    QByteArray feed(const QByteArray& data);
+    // What is left when the reply ended without a final CR LF.
+    QByteArray finish();
+
+private:
+    void pickLine(const char* begin, const char* end, QByteArray& out) const;
+
+    int fieldIndex_;
+    QByteArray partial_;
+};

@@ -1,0 +1,533 @@
+#include "fixtures/scripted_server.h"
+#include "news/nntp_control.h"
+#include "news/nntp_errors.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QSslCertificate>
+#include <QSslSocket>
+
+#include <functional>
+#include <memory>
+
+namespace {
+
+const QString kCertificate = QStringLiteral(ZANDERFELL_FIXTURES_DIR "/tls/server.crt");
+const QString kKey = QStringLiteral(ZANDERFELL_FIXTURES_DIR "/tls/server.key");
+
+// Writes down every event of the control in order: errors as "error <code>",
+// documents as "begin", "headers", "data" (consecutive data events once),
+// "doc-error", "end", logins as "auth?", "auth ok", "auth refused", groups as
+// "group <name> <first> <last> <count>". State events add the pair of texts
+// to pairs whenever it changed.
+struct Recorder {
+    explicit Recorder(NntpControl& control) : nntp(control) {
+        QObject::connect(&nntp, &NntpControl::error, &nntp, [this](int code, const QString& text) {
+            events << QStringLiteral("error %1").arg(code);
+            errorTexts << text;
+            if (onError) onError(code);
+        });
+        QObject::connect(&nntp, &NntpControl::stateChanged, &nntp, [this] { notePair(); });
+        QObject::connect(&nntp, &NntpControl::protocolStateChanged, &nntp, [this] { notePair(); });
+        QObject::connect(&nntp, &NntpControl::document, &nntp,
+                         [this](int state, const QByteArray& block) {
+                             switch (state) {
+                             case NntpControl::DocumentBegin:
+                                 events << QStringLiteral("begin");
+                                 break;
+                             case NntpControl::DocumentHeaders:
+                                 events << QStringLiteral("headers");
+                                 statusLine = block;
+                                 break;
+                             case NntpControl::DocumentData:
+                                 if (events.isEmpty() || events.last() != QLatin1String("data"))
+                                     events << QStringLiteral("data");
+                                 data += block;
+                                 if (onData) onData();
+                                 break;
+                             case NntpControl::DocumentError:
+                                 events << QStringLiteral("doc-error");
+                                 break;
+                             case NntpControl::DocumentEnd:
+                                 events << QStringLiteral("end");
+                                 break;
+                             default:
+                                 events << QStringLiteral("doc %1").arg(state);
+                                 break;
+                             }
+                         });
+        QObject::connect(&nntp, &NntpControl::authenticateRequest, &nntp,
+                         [this](QString& u, QString& p) {
+                             events << QStringLiteral("auth?");
+                             u = user;
+                             p = pass;
+                         });
+        QObject::connect(&nntp, &NntpControl::authenticateResponse, &nntp, [this](bool ok) {
+            events << (ok ? QStringLiteral("auth ok") : QStringLiteral("auth refused"));
+        });
+        QObject::connect(&nntp, &NntpControl::groupSelected, &nntp,
+                         [this](const QString& name, qint64 first, qint64 last, qint64 count) {
+                             events << QStringLiteral("group %1 %2 %3 %4")
+                                           .arg(name)
+                                           .arg(first)
+                                           .arg(last)
+                                           .arg(count);
+                         });
+    }
+
+    void notePair() {
+        const QString pair = nntp.state() + QLatin1Char('/') + nntp.protocolState();
+        if (pairs.isEmpty() || pairs.last() != pair) pairs << pair;
+    }
+    bool has(const QString& event) const { return events.contains(event); }
+    void clear() {
+        events.clear();
+        errorTexts.clear();
+        data.clear();
+        statusLine.clear();
+    }
+
+    NntpControl& nntp;
+    QStringList events;
+    QStringList errorTexts;
+    QStringList pairs;
+    QByteArray data;
+    QByteArray statusLine;
+    QString user;
+    QString pass;
+    std::function<void(int)> onError;
+    std::function<void()> onData;
+};
+
+bool pump(const std::function<bool()>& condition) {
+    return ScriptedNntpServer::pumpUntil(condition);
+}
+
+class NntpControlTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(server.listen()); }
+    void TearDown() override {
+        EXPECT_TRUE(server.errors().isEmpty()) << server.errors().join('\n').toStdString();
+    }
+
+    void greet(const QByteArray& greeting = "200 scripted news server ready\r\n",
+               const QByteArray& modeReply = "200 posting ok\r\n") {
+        server.send(greeting).expect("MODE READER").send(modeReply);
+    }
+    bool isOpen() const {
+        return nntp.state() == "Connected" && nntp.protocolState() == "Transaction";
+    }
+    bool isClosed() const {
+        return nntp.state() == "Disconnected" && nntp.protocolState() == "Base";
+    }
+    bool documentOver() const { return rec.has("end") || rec.has("doc-error"); }
+    void open() {
+        ASSERT_TRUE(nntp.connectTo(server.address()));
+        ASSERT_TRUE(pump([&] { return isOpen() && !nntp.busy(); }))
+            << rec.events.join(", ").toStdString();
+    }
+
+    ScriptedNntpServer server;
+    NntpControl nntp;
+    Recorder rec{nntp};
+};
+
+// ------------------------------------------------------------- connecting
+
+TEST_F(NntpControlTest, ConnectSendsModeReaderAndOpensOnlyAfterItsReply) {
+    greet();
+    ASSERT_TRUE(nntp.connectTo(server.address()));
+    EXPECT_TRUE(nntp.busy());
+    ASSERT_TRUE(pump([&] { return isOpen(); }));
+    EXPECT_FALSE(nntp.busy());
+    EXPECT_EQ(server.received(), QList<QByteArray>{"MODE READER"});
+    EXPECT_TRUE(server.scriptDone());
+    // The transport is up before the server has answered MODE READER, but
+    // only the reply makes the pair the open one.
+    ASSERT_GE(rec.pairs.size(), 2);
+    EXPECT_EQ(rec.pairs.last(), "Connected/Transaction");
+    EXPECT_EQ(rec.pairs.at(rec.pairs.size() - 2), "Connected/Authorization");
+    EXPECT_EQ(rec.pairs.count("Connected/Transaction"), 1);
+    EXPECT_TRUE(rec.errorTexts.isEmpty());
+}
+
+TEST(NntpControlPosting, GreetingAndModeReaderDecidePostingAllowed) {
+    struct Case {
+        const char* greeting;
+        const char* modeReply;
+        bool posting;
+    } cases[] = {
+        {"200 ok\r\n", "200 posting ok\r\n", true},
+        {"201 no posting\r\n", "201 no posting\r\n", false},
+        {"200 ok\r\n", "201 reader, no posting\r\n", false}, // MODE READER has the last word
+        {"201 no posting\r\n", "200 posting ok\r\n", true},
+        {"200 ok\r\n", "500 what is MODE?\r\n",
+         true}, // a server without MODE READER keeps the greeting
+        {"201 no posting\r\n", "500 what is MODE?\r\n", false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.greeting) + " / " + c.modeReply);
+        ScriptedNntpServer server;
+        ASSERT_TRUE(server.listen());
+        server.send(c.greeting).expect("MODE READER").send(c.modeReply);
+        NntpControl nntp;
+        ASSERT_TRUE(nntp.connectTo(server.address()));
+        ASSERT_TRUE(pump([&] { return nntp.protocolState() == "Transaction" && !nntp.busy(); }));
+        EXPECT_EQ(nntp.postingAllowed(), c.posting);
+        EXPECT_TRUE(server.errors().isEmpty());
+    }
+}
+
+TEST_F(NntpControlTest, RefusingGreetingRaisesItsCodeAndCloses) {
+    server.send("502 you have no permission to talk\r\n").silence();
+    ASSERT_TRUE(nntp.connectTo(server.address()));
+    ASSERT_TRUE(pump([&] { return rec.has("error 502"); }));
+    EXPECT_EQ(rec.errorTexts.value(0), "502 you have no permission to talk");
+    EXPECT_TRUE(isClosed());
+    EXPECT_FALSE(nntp.busy());
+    EXPECT_EQ(rec.pairs.last(), "Disconnected/Base");
+}
+
+TEST_F(NntpControlTest, NobodyListeningRaisesConnectionRefused) {
+    const QString address = server.address();
+    server.close();
+    ASSERT_TRUE(nntp.connectTo(address));
+    ASSERT_TRUE(pump([&] { return !rec.errorTexts.isEmpty(); }));
+    EXPECT_EQ(rec.events.value(0), QStringLiteral("error %1").arg(NntpError::ConnectionRefused));
+    EXPECT_TRUE(isClosed());
+}
+
+// ---------------------------------------------------------- authentication
+
+TEST_F(NntpControlTest, LoginAskedByModeReaderSendsUserAndPassThenOpens) {
+    greet("200 ok\r\n", "480 authentication required\r\n");
+    server.expect("AUTHINFO USER bob").send("381 password please\r\n");
+    server.expect("AUTHINFO PASS s3cret").send("281 welcome\r\n");
+    rec.user = "bob";
+    rec.pass = "s3cret";
+    ASSERT_TRUE(nntp.connectTo(server.address()));
+    ASSERT_TRUE(pump([&] { return isOpen() && !nntp.busy(); }));
+    EXPECT_EQ(rec.events, (QStringList{"auth?", "auth ok"}));
+    EXPECT_TRUE(nntp.postingAllowed()); // from the greeting; MODE READER never said otherwise
+    EXPECT_TRUE(server.scriptDone());
+}
+
+TEST_F(NntpControlTest, RefusedLoginRaises1014JustBeforeTheOutcome) {
+    greet("200 ok\r\n", "480 authentication required\r\n");
+    server.expect("AUTHINFO USER ").send("381 password please\r\n");
+    server.expect("AUTHINFO PASS ").send("481 authentication rejected\r\n").silence();
+    ASSERT_TRUE(nntp.connectTo(server.address()));
+    ASSERT_TRUE(pump([&] { return rec.has("auth refused"); }));
+    // Empty texts from the handler still go out as the two commands.
+    EXPECT_EQ(rec.events, (QStringList{"auth?", "error 1014", "auth refused"}));
+    EXPECT_TRUE(rec.errorTexts.value(0).contains("481 authentication rejected"));
+    EXPECT_NE(nntp.protocolState(), "Transaction");
+    EXPECT_FALSE(nntp.busy());
+}
+
+TEST_F(NntpControlTest, CommandAnswered480LogsInAndSendsTheCommandAgain) {
+    greet();
+    server.expect("LIST").send("480 login first\r\n");
+    server.expect("AUTHINFO USER ann").send("381 and the password\r\n");
+    server.expect("AUTHINFO PASS pw").send("281 ok\r\n");
+    server.expect("LIST").send("215 list follows\r\nalt.test 3 1 y\r\n.\r\n");
+    rec.user = "ann";
+    rec.pass = "pw";
+    open();
+    ASSERT_TRUE(nntp.listGroups());
+    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    EXPECT_EQ(rec.events, (QStringList{"auth?", "auth ok", "begin", "headers", "data", "end"}));
+    EXPECT_EQ(rec.data, QByteArray("alt.test 3 1 y\r\n"));
+}
+
+// ----------------------------------------------------------- documents
+
+TEST_F(NntpControlTest, ListLinesSurviveBlocksCutInsideLinesAndTerminator) {
+    greet();
+    server.expect("LIST").sendBlocks({"215 Newsgroups follow\r\nalt.binaries.pict",
+                                      "ures 120 100 y\r", "\ncomp.lang.c 5 5 n\r\n.", "\r", "\n"});
+    // The parser must be back on reply lines right behind the terminator.
+    server.expect("GROUP alt.binaries.pictures").send("211 20 100 120 alt.binaries.pictures\r\n");
+    open();
+    ASSERT_TRUE(nntp.listGroups());
+    EXPECT_TRUE(nntp.busy());
+    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data", "end"}));
+    EXPECT_EQ(rec.statusLine, QByteArray("215 Newsgroups follow"));
+    EXPECT_EQ(rec.data, QByteArray("alt.binaries.pictures 120 100 y\r\ncomp.lang.c 5 5 n\r\n"));
+    EXPECT_FALSE(nntp.busy());
+
+    rec.clear();
+    ASSERT_TRUE(nntp.selectGroup("alt.binaries.pictures"));
+    ASSERT_TRUE(pump([&] { return !rec.events.isEmpty(); }));
+    EXPECT_EQ(rec.events, QStringList{"group alt.binaries.pictures 100 120 20"});
+}
+
+TEST_F(NntpControlTest, DotStuffingIsUndoneWhenTheDotsStraddleBlocks) {
+    greet();
+    server.expect("ARTICLE 7")
+        .sendBlocks({"220 7 <a@b> article\r\nSubject: dots\r\n\r\n.", ".starts with dot\r\n.",
+                     ".\r\n..", ".\r\nlast\r\n.", "\r\n"});
+    open();
+    ASSERT_TRUE(nntp.getArticle(7));
+    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    EXPECT_EQ(rec.events.last(), "end");
+    EXPECT_EQ(rec.data, QByteArray("Subject: dots\r\n\r\n.starts with dot\r\n.\r\n..\r\nlast\r\n"));
+}
+
+TEST_F(NntpControlTest, ArticleDeliversHeaderLinesAndBody) {
+    const QByteArray article = "Path: news!not-for-mail\r\n"
+                               "From: poster@example.com\r\n"
+                               "Subject: picture (1/1)\r\n"
+                               "Message-ID: <42@example.com>\r\n"
+                               "\r\n"
+                               "begin 644 pic.jpg\r\n"
+                               "M86)C\r\n"
+                               "`\r\n"
+                               "end\r\n";
+    greet();
+    server.expect("ARTICLE 42")
+        .send("220 42 <42@example.com> article follows\r\n" + article + ".\r\n");
+    open();
+    ASSERT_TRUE(nntp.getArticle(42));
+    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data", "end"}));
+    EXPECT_EQ(rec.statusLine, QByteArray("220 42 <42@example.com> article follows"));
+    EXPECT_EQ(rec.data, article);
+    EXPECT_FALSE(nntp.busy());
+}
+
+TEST_F(NntpControlTest, HandlersThatRunTheEventQueueStillGetEveryBlockInOrder) {
+    QList<QByteArray> blocks{"215 list follows\r\n"};
+    QByteArray expected;
+    for (int k = 0; k < 60; ++k) {
+        const QByteArray line = "group." + QByteArray::number(k) + " 10 1 y\r\n";
+        expected += line;
+        blocks << line.left(7) << line.mid(7);
+    }
+    greet();
+    // The close comes while the client is still busy with the blocks.
+    server.expect("LIST").sendBlocks(blocks, 0).drop();
+    // Like the line receiver: the queue runs inside every data event.
+    rec.onData = [] { QCoreApplication::processEvents(); };
+    open();
+    ASSERT_TRUE(nntp.listGroups());
+    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    EXPECT_EQ(rec.data, expected);
+    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data",
+                                       QStringLiteral("error %1").arg(NntpError::ConnectionClosed),
+                                       "doc-error"}));
+}
+
+// ------------------------------------------------------ header ranges
+
+TEST_F(NntpControlTest, HeadersFallBackToHdrAndRememberThatXhdrIsMissing) {
+    greet();
+    server.expect("XHDR Subject 1-3").send("500 unknown command\r\n");
+    server.expect("HDR Subject 1-3").send("225 headers follow\r\n1 first\r\n3 third\r\n.\r\n");
+    server.expect("HDR From 4-").send("225 headers follow\r\n4 ann@example.com\r\n.\r\n");
+    open();
+    ASSERT_TRUE(nntp.getHeaders("Subject", "1", "3"));
+    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data", "end"}));
+    EXPECT_EQ(rec.data, QByteArray("1 first\r\n3 third\r\n"));
+
+    rec.clear();
+    ASSERT_TRUE(nntp.getHeaders("From", "4", ""));
+    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    EXPECT_EQ(rec.data, QByteArray("4 ann@example.com\r\n"));
+    EXPECT_TRUE(server.scriptDone());
+}
+
+TEST_F(NntpControlTest, HeadersComeFromTheOverviewWhenXhdrAndHdrAreMissing) {
+    greet();
+    server.expect("XHDR Subject 1-3").send("500 unknown command\r\n");
+    server.expect("HDR Subject 1-3").send("500 unknown command\r\n");
+    server.expect("XOVER 1-3")
+        .sendBlocks({"224 overview follows\r\n1\tfirst post\tann@x\td\t<1@x>\t\t10\t1\r\n2\tsec",
+                     "ond\tbob@x\td\t<2@x>\t\t10\t1\r\n.\r\n"});
+    server.expect("XOVER 4-5").send("224 overview follows\r\n4\tfourth\tcid@x\r\n.\r\n");
+    // A new connection starts without the knowledge of the old one.
+    server.send("200 ready\r\n").expect("MODE READER").send("200 ok\r\n");
+    server.expect("XHDR Subject 1-1").send("221 follows\r\n1 first post\r\n.\r\n");
+    open();
+    ASSERT_TRUE(nntp.getHeaders("Subject", "1", "3"));
+    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data", "end"}));
+    EXPECT_EQ(rec.data, QByteArray("1 first post\r\n2 second\r\n"));
+
+    rec.clear();
+    ASSERT_TRUE(nntp.getHeaders("From", "4", "5"));
+    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    EXPECT_EQ(rec.data, QByteArray("4 cid@x\r\n"));
+
+    // Path is not in the overview: nothing left to ask.
+    rec.clear();
+    EXPECT_FALSE(nntp.getHeaders("Path", "1", "5"));
+    ASSERT_TRUE(pump([&] { return !rec.events.isEmpty(); }));
+    EXPECT_EQ(rec.events, QStringList{QStringLiteral("error %1").arg(NntpError::FieldUnavailable)});
+
+    nntp.cancel();
+    ASSERT_TRUE(pump([&] { return !server.clientConnected(); }));
+    rec.clear();
+    open();
+    ASSERT_TRUE(nntp.getHeaders("Subject", "1", "1"));
+    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    EXPECT_EQ(rec.data, QByteArray("1 first post\r\n"));
+    EXPECT_EQ(server.connectionCount(), 2);
+}
+
+TEST_F(NntpControlTest, EmptyRangeIsAnEmptyListingNotAnError) {
+    greet();
+    server.expect("XHDR Subject 50-60").send("423 no articles in that range\r\n");
+    open();
+    ASSERT_TRUE(nntp.getHeaders("Subject", "50", "60"));
+    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "end"}));
+    EXPECT_FALSE(nntp.busy());
+}
+
+// ------------------------------------------------------------- failures
+
+TEST_F(NntpControlTest, ErrorReplyRaisesItsCodeThenDocumentErrorAndKeepsTheConnection) {
+    greet();
+    server.expect("GROUP no.such.group").send("411 no such group\r\n");
+    server.expect("GROUP alt.test").send("211 42 100 141 alt.test\r\n");
+    open();
+    ASSERT_TRUE(nntp.selectGroup("no.such.group"));
+    ASSERT_TRUE(pump([&] { return rec.has("doc-error"); }));
+    EXPECT_EQ(rec.events, (QStringList{"error 411", "doc-error"}));
+    EXPECT_EQ(rec.errorTexts.value(0), "411 no such group");
+    EXPECT_TRUE(isOpen());
+    EXPECT_FALSE(nntp.busy());
+
+    rec.clear();
+    ASSERT_TRUE(nntp.selectGroup("alt.test"));
+    ASSERT_TRUE(pump([&] { return !rec.events.isEmpty(); }));
+    EXPECT_EQ(rec.events, QStringList{"group alt.test 100 141 42"});
+}
+
+TEST_F(NntpControlTest, ConnectionDroppedMidListRaisesErrorAndCloses) {
+    greet();
+    server.expect("LIST").send("215 list follows\r\nalt.a 1 1 y\r\nalt.b 2").drop();
+    // The way the connection lifecycle reacts: quit, and cancel when quit fails.
+    bool quitAccepted = true;
+    rec.onError = [&](int) {
+        quitAccepted = nntp.quit();
+        if (!quitAccepted) nntp.cancel();
+    };
+    open();
+    ASSERT_TRUE(nntp.listGroups());
+    ASSERT_TRUE(pump([&] { return rec.has("doc-error"); }));
+    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data",
+                                       QStringLiteral("error %1").arg(NntpError::ConnectionClosed),
+                                       "doc-error"}));
+    EXPECT_EQ(rec.data, QByteArray("alt.a 1 1 y\r\nalt.b 2"));
+    EXPECT_FALSE(quitAccepted);
+    EXPECT_TRUE(isClosed());
+    EXPECT_EQ(rec.pairs.last(), "Disconnected/Base");
+    EXPECT_FALSE(nntp.busy());
+}
+
+TEST_F(NntpControlTest, RequestsAreRefusedWhileClosedOrBusy) {
+    EXPECT_FALSE(nntp.listGroups());
+    ASSERT_TRUE(pump([&] { return !rec.events.isEmpty(); }));
+    EXPECT_EQ(rec.events, QStringList{QStringLiteral("error %1").arg(NntpError::InvalidState)});
+
+    greet();
+    server.expect("LIST").send("215 list follows\r\n").silence();
+    rec.clear();
+    open();
+    EXPECT_FALSE(nntp.selectGroup("two words"));
+    ASSERT_TRUE(nntp.listGroups());
+    EXPECT_FALSE(nntp.getArticle(1));
+    EXPECT_FALSE(nntp.connectTo(server.address()));
+    ASSERT_TRUE(pump([&] { return rec.events.size() >= 3 && server.received().size() >= 2; }));
+    EXPECT_TRUE(rec.has(QStringLiteral("error %1").arg(NntpError::BadArgument)));
+    EXPECT_TRUE(rec.has(QStringLiteral("error %1").arg(NntpError::Busy)));
+    EXPECT_TRUE(rec.has(QStringLiteral("error %1").arg(NntpError::InvalidState)));
+    EXPECT_EQ(server.received(), (QList<QByteArray>{"MODE READER", "LIST"}));
+}
+
+// ------------------------------------------------------------ closing
+
+TEST_F(NntpControlTest, QuitSendsQuitAndClosesWithoutError) {
+    greet();
+    server.expect("QUIT").send("205 bye\r\n");
+    open();
+    ASSERT_TRUE(nntp.quit());
+    EXPECT_EQ(nntp.state(), "Disconnecting");
+    EXPECT_TRUE(nntp.busy());
+    ASSERT_TRUE(pump([&] { return isClosed(); }));
+    EXPECT_TRUE(rec.errorTexts.isEmpty());
+    EXPECT_FALSE(nntp.busy());
+    EXPECT_FALSE(nntp.quit()); // nothing left to quit
+}
+
+TEST_F(NntpControlTest, QuitFailsWhileARequestRunsAndCancelAbandonsIt) {
+    greet();
+    server.expect("LIST").send("215 list follows\r\nalt.a 1 1 y\r\n").silence();
+    open();
+    ASSERT_TRUE(nntp.listGroups());
+    ASSERT_TRUE(pump([&] { return rec.has("data"); }));
+    EXPECT_FALSE(nntp.quit());
+    nntp.cancel();
+    EXPECT_TRUE(isClosed());
+    EXPECT_FALSE(nntp.busy());
+    EXPECT_EQ(rec.pairs.last(), "Disconnected/Base");
+    // Cancelling is the caller's own decision: no error, no document event.
+    ScriptedNntpServer::pumpUntil([] { return false; }, 100);
+    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data"}));
+}
+
+TEST_F(NntpControlTest, CancelAbandonsAConnectThatGetsNoGreeting) {
+    server.silence();
+    ASSERT_TRUE(nntp.connectTo(server.address()));
+    ASSERT_TRUE(pump([&] { return nntp.state() == "Connected"; }));
+    EXPECT_EQ(nntp.protocolState(), "Authorization");
+    EXPECT_TRUE(nntp.busy());
+    nntp.cancel();
+    EXPECT_TRUE(isClosed());
+    EXPECT_FALSE(nntp.busy());
+    EXPECT_TRUE(rec.errorTexts.isEmpty());
+}
+
+// ---------------------------------------------------------------- TLS
+
+class NntpControlTlsTest : public NntpControlTest {
+protected:
+    void SetUp() override {
+        if (!QSslSocket::supportsSsl()) GTEST_SKIP() << "no TLS backend";
+        ASSERT_TRUE(server.listenTls(kCertificate, kKey))
+            << server.errors().join('\n').toStdString();
+    }
+    QString tlsAddress() const { return QStringLiteral("nntps://127.0.0.1:%1").arg(server.port()); }
+};
+
+TEST_F(NntpControlTlsTest, UntrustedCertificateIsRefusedWithTheReason) {
+    ASSERT_TRUE(nntp.connectTo(tlsAddress()));
+    ASSERT_TRUE(pump([&] { return !rec.errorTexts.isEmpty() && isClosed(); }));
+    EXPECT_EQ(rec.events.value(0), QStringLiteral("error %1").arg(NntpError::TlsFailed));
+    EXPECT_TRUE(rec.errorTexts.value(0).contains("self-signed", Qt::CaseInsensitive))
+        << rec.errorTexts.value(0).toStdString();
+    EXPECT_TRUE(server.received().isEmpty());
+}
+
+TEST_F(NntpControlTlsTest, TrustedCertificateConnectsAndCarriesAList) {
+    const QList<QSslCertificate> ca = QSslCertificate::fromPath(kCertificate);
+    ASSERT_EQ(ca.size(), 1);
+    nntp.setExtraCaCertificates(ca);
+    greet();
+    server.expect("LIST").sendBlocks({"215 list follows\r\nalt.tls 2 1 y\r\n.", "\r\n"});
+    ASSERT_TRUE(nntp.connectTo(tlsAddress()));
+    ASSERT_TRUE(pump([&] { return isOpen() && !nntp.busy(); }))
+        << rec.errorTexts.join('\n').toStdString();
+    EXPECT_TRUE(rec.pairs.contains("Negotiating/Base"));
+    ASSERT_TRUE(nntp.listGroups());
+    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    EXPECT_EQ(rec.data, QByteArray("alt.tls 2 1 y\r\n"));
+    EXPECT_TRUE(rec.errorTexts.isEmpty());
+}
+
+} // namespace

@@ -1,0 +1,168 @@
+#include "news/nntp_stream.h"
+
+#include <gtest/gtest.h>
+
+#include <QList>
+
+#include <random>
+
+namespace {
+
+// The plain line-by-line reading of a stuffed body, to hold the streaming
+// decoder against: cut at LF, stop at ".", drop one leading dot.
+QByteArray referenceUnstuff(const QByteArray& wire) {
+    QByteArray out;
+    qsizetype pos = 0;
+    while (pos < wire.size()) {
+        qsizetype nl = wire.indexOf('\n', pos);
+        if (nl < 0) nl = wire.size() - 1;
+        QByteArray line = wire.mid(pos, nl - pos + 1);
+        pos = nl + 1;
+        if (line == ".\r\n" || line == ".\n") break;
+        if (line.startsWith('.')) line.remove(0, 1);
+        out += line;
+    }
+    return out;
+}
+
+// Feeds the pieces in order; returns the payload and where the terminator
+// ended in the joined input (-1 when it was not found).
+struct Decoded {
+    QByteArray data;
+    qsizetype endOffset = -1;
+};
+
+Decoded decodePieces(const QList<QByteArray>& pieces) {
+    NntpBodyDecoder decoder;
+    Decoded result;
+    qsizetype offset = 0;
+    for (const QByteArray& piece : pieces) {
+        if (result.endOffset >= 0) break;
+        const NntpBodyDecoder::Result r = decoder.feed(piece);
+        result.data += r.data;
+        if (r.finished) result.endOffset = offset + r.consumed;
+        offset += piece.size();
+    }
+    return result;
+}
+
+// Lines that each test a different rule, stuffed as a server sends them.
+const QByteArray kStuffed = "plain line\r\n"
+                            "..leading dot\r\n"
+                            "..\r\n"  // a line "."
+                            "...\r\n" // a line ".."
+                            "\r\n"    // empty line
+                            "ends with dot.\r\n"
+                            "..\r\n"
+                            ".\r\n"
+                            "211 next reply";
+const QByteArray kUnstuffed = "plain line\r\n"
+                              ".leading dot\r\n"
+                              ".\r\n"
+                              "..\r\n"
+                              "\r\n"
+                              "ends with dot.\r\n"
+                              ".\r\n";
+const qsizetype kTerminatorEnd = kStuffed.indexOf("211 next reply");
+
+TEST(NntpBodyDecoder, EverySplitIntoTwoOrThreePiecesGivesTheSamePayload) {
+    ASSERT_EQ(referenceUnstuff(kStuffed), kUnstuffed);
+    for (qsizetype a = 0; a <= kStuffed.size(); ++a) {
+        const Decoded two = decodePieces({kStuffed.left(a), kStuffed.mid(a)});
+        ASSERT_EQ(two.data, kUnstuffed) << "split at " << a;
+        ASSERT_EQ(two.endOffset, kTerminatorEnd) << "split at " << a;
+        for (qsizetype b = a; b <= kStuffed.size(); ++b) {
+            const Decoded three =
+                decodePieces({kStuffed.left(a), kStuffed.mid(a, b - a), kStuffed.mid(b)});
+            ASSERT_EQ(three.data, kUnstuffed) << "split at " << a << " and " << b;
+            ASSERT_EQ(three.endOffset, kTerminatorEnd) << "split at " << a << " and " << b;
+        }
+    }
+}
+
+TEST(NntpBodyDecoder, RandomBodiesInRandomPiecesMatchTheReference) {
+    std::mt19937 random(20240611);
+    const char alphabet[] = {'.', '.', 'a', 'b', ' ', '\r'};
+    for (int round = 0; round < 300; ++round) {
+        // Build lines that often begin with dots, then stuff them.
+        QByteArray wire;
+        const int lines = std::uniform_int_distribution<int>(0, 30)(random);
+        for (int l = 0; l < lines; ++l) {
+            QByteArray line;
+            const int length = std::uniform_int_distribution<int>(0, 6)(random);
+            for (int k = 0; k < length; ++k)
+                line += alphabet[std::uniform_int_distribution<int>(0, 5)(random)];
+            if (line.startsWith('.')) line.prepend('.');
+            wire += line + "\r\n";
+        }
+        const QByteArray expected = referenceUnstuff(wire + ".\r\n");
+        wire += ".\r\nrest";
+
+        QList<QByteArray> pieces;
+        qsizetype pos = 0;
+        while (pos < wire.size()) {
+            const int n = std::uniform_int_distribution<int>(1, 8)(random);
+            pieces.append(wire.mid(pos, n));
+            pos += n;
+        }
+        const Decoded d = decodePieces(pieces);
+        ASSERT_EQ(d.data, expected) << "round " << round;
+        ASSERT_EQ(d.endOffset, wire.size() - 4) << "round " << round;
+    }
+}
+
+TEST(NntpBodyDecoder, DotAndCrThatAreNotTheTerminatorKeepTheCr) {
+    // ".\rX" is a stuffed line "\rX", also when cut right after the CR.
+    EXPECT_EQ(decodePieces({".\rX\r\n.\r\n"}).data, QByteArray("\rX\r\n"));
+    EXPECT_EQ(decodePieces({".\r", "X\r\n.\r\n"}).data, QByteArray("\rX\r\n"));
+    EXPECT_EQ(decodePieces({".", "\r", "X\r\n.\r\n"}).data, QByteArray("\rX\r\n"));
+}
+
+TEST(NntpBodyDecoder, LineFeedOnlyServersAreUnderstood) {
+    const Decoded d = decodePieces({"a\n..b\n.", "\nafter"});
+    EXPECT_EQ(d.data, QByteArray("a\n.b\n"));
+    EXPECT_EQ(d.endOffset, 8);
+}
+
+TEST(NntpBodyDecoder, DecoderIsReadyForTheNextBodyAfterTheTerminator) {
+    NntpBodyDecoder decoder;
+    // The first body ends right after ".\r" was held; reset must forget it.
+    EXPECT_TRUE(decoder.feed("x\r\n.\r\n").finished);
+    EXPECT_FALSE(decoder.feed("abc\r\n.\r").finished);
+    decoder.reset();
+    const NntpBodyDecoder::Result r = decoder.feed("\nline\r\n.\r\n");
+    EXPECT_TRUE(r.finished);
+    EXPECT_EQ(r.data, QByteArray("\nline\r\n"));
+}
+
+TEST(NntpBodyDecoder, BlockWithoutDotsIsHandedOnWithoutCopy) {
+    NntpBodyDecoder decoder;
+    const QByteArray block = QByteArray("1 subject\r\n").repeated(1000) + "2 half a li";
+    const NntpBodyDecoder::Result r = decoder.feed(block);
+    EXPECT_FALSE(r.finished);
+    EXPECT_EQ(r.consumed, block.size());
+    EXPECT_EQ(r.data.constData(), block.constData());
+}
+
+TEST(NntpOverviewPicker, PicksTheAskedFieldAsNumberBlankValue) {
+    const QByteArray overview = "10\tHello world\tAnn <a@b>\tdate\t<id@x>\t\t1234\t17\r\n"
+                                "11\tshort line\r\n"
+                                "12\t\tBob\r\n";
+    NntpOverviewPicker subject(NntpOverviewPicker::fieldIndexOf("Subject"));
+    EXPECT_EQ(subject.feed(overview), QByteArray("10 Hello world\r\n11 short line\r\n12 \r\n"));
+    NntpOverviewPicker from(NntpOverviewPicker::fieldIndexOf("FROM"));
+    EXPECT_EQ(from.feed(overview), QByteArray("10 Ann <a@b>\r\n11 \r\n12 Bob\r\n"));
+    NntpOverviewPicker lines(NntpOverviewPicker::fieldIndexOf("Lines"));
+    EXPECT_EQ(lines.feed(overview), QByteArray("10 17\r\n11 \r\n12 \r\n"));
+}
+
+TEST(NntpOverviewPicker, LinesCutAcrossBlocksWaitForTheirEnd) {
+    NntpOverviewPicker picker(1);
+    EXPECT_EQ(picker.feed("5\tfir"), QByteArray());
+    EXPECT_EQ(picker.feed("st\tx\r"), QByteArray());
+    EXPECT_EQ(picker.feed("\n6\tsecond"), QByteArray("5 first\r\n"));
+    EXPECT_EQ(picker.finish(), QByteArray("6 second\r\n"));
+    EXPECT_EQ(picker.finish(), QByteArray());
+}
+
+} // namespace
