@@ -11,7 +11,9 @@ QString postColumn(bool allowed) {
     return allowed ? QStringLiteral("  OK    ") : QStringLiteral("  NO    ");
 }
 
-QString countText(int n) { return ZeroPad(n) + QString::number(n); }
+QString countText(int n) {
+    return ZeroPad(n) + QString::number(n);
+}
 
 const QChar kMark(0xFF);
 
@@ -46,20 +48,26 @@ void updateGroupMarkerNFavs(App& app, QString groupname, int groups) {
         const int row = app.lstFavorites.find(key, FindMode::Contains, 0);
         if (row >= 0) {
             QString t;
-            if (app.LastError != 0) t = kMark + QStringLiteral("2") + key;
-            else if (groups < 1) t = kMark + QStringLiteral("4") + key + QStringLiteral(" (0)");
-            else t = kMark + QStringLiteral("1") + key + QStringLiteral(" (") +
-                     QString::number(groups) + u')';
+            if (app.LastError != 0)
+                t = kMark + QStringLiteral("2") + key;
+            else if (groups < 1)
+                t = kMark + QStringLiteral("4") + key + QStringLiteral(" (0)");
+            else
+                t = kMark + QStringLiteral("1") + key + QStringLiteral(" (") +
+                    QString::number(groups) + u')';
             app.lstFavorites.setText(row, t);
         }
     }
     const int row = app.lstGroups.find(groupname, FindMode::Contains, 0);
     if (row >= 0) {
         QString t;
-        if (app.LastError != 0) t = kMark + QStringLiteral("2") + groupname;
-        else if (groups < 1) t = groupname + QStringLiteral(" (0)");
-        else t = kMark + QStringLiteral("1") + groupname + QStringLiteral(" (") +
-                 QString::number(groups) + u')';
+        if (app.LastError != 0)
+            t = kMark + QStringLiteral("2") + groupname;
+        else if (groups < 1)
+            t = groupname + QStringLiteral(" (0)");
+        else
+            t = kMark + QStringLiteral("1") + groupname + QStringLiteral(" (") +
+                QString::number(groups) + u')';
         app.lstGroups.setText(row, t);
     }
 }

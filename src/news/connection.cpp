@@ -25,7 +25,8 @@ void setConnectedForm(App& app, bool connected) {
 
 void showOkNotConnected(App& app) {
     app.setStatus(1, QStringLiteral("Click on CONNECT to connect to Server"));
-    for (const char* code : {"FA", "SS", "SR"}) MenuOnOff(app, QLatin1String(code), true);
+    for (const char* code : {"FA", "SS", "SR"})
+        MenuOnOff(app, QLatin1String(code), true);
     SetMenuItem(app, 5, false);
     SetMenuItem(app, 2, true);
     SetMenuItem(app, 6, true);
@@ -54,7 +55,8 @@ void cmdConnect(App& app, bool groupRetr) {
     HourGlass(app, true);
     app.SkipArticle = false;
     if (!app.Busy) {
-        for (const char* code : {"FA", "SS", "SR"}) MenuOnOff(app, QLatin1String(code), false);
+        for (const char* code : {"FA", "SS", "SR"})
+            MenuOnOff(app, QLatin1String(code), false);
         SetMenuItem(app, 2, false);
         SetMenuItem(app, 6, false);
     }
@@ -79,7 +81,8 @@ void cmdConnect(App& app, bool groupRetr) {
         if (app.TickCount < app.Timeout) app.setProgressValue(app.TickCount);
     }
     if (app.IsConnected) {
-        while (app.NNTP->busy() && app.LastError == 0 && !app.StopRequested) app.DoEvents();
+        while (app.NNTP->busy() && app.LastError == 0 && !app.StopRequested)
+            app.DoEvents();
     } else if (app.LastError == 0) {
         app.ErrorText = QStringLiteral("Timeout Connecting");
     }
@@ -114,7 +117,8 @@ void cmdDisconnect(App& app) {
             SetMenuItem(app, 6, false);
             UpdateListTitles(app, QStringLiteral("3"));
             UpdateListTitles(app, QStringLiteral("4"));
-            for (int item : {5, 4, 8, 9, 53, 52, 10}) SetMenuItem(app, item, false);
+            for (int item : {5, 4, 8, 9, 53, 52, 10})
+                SetMenuItem(app, item, false);
             MenuOnOff(app, QStringLiteral("CG"), false);
             MenuOnOff(app, QStringLiteral("FA"), true);
             MenuOnOff(app, QStringLiteral("SS"), true);
@@ -167,8 +171,10 @@ void cmdStop(App& app) {
 
 void menuConnect_Click(App& app) {
     app.StopRequested = false;
-    if (app.menuConnectCaption == QLatin1String("&Disconnect")) cmdDisconnect(app);
-    else if (app.menuConnectCaption == QLatin1String("&Connect to Server")) cmdConnect(app, true);
+    if (app.menuConnectCaption == QLatin1String("&Disconnect"))
+        cmdDisconnect(app);
+    else if (app.menuConnectCaption == QLatin1String("&Connect to Server"))
+        cmdConnect(app, true);
 }
 
 void NNTP_StateChanged(App& app) {

@@ -63,9 +63,8 @@ int GetGroupFromDisk(App& app) {
         UpdateListTitles(app, QStringLiteral("2"));
         return -1;
     }
-    if (!app.AutoLoadGroups &&
-        !app.prompter->askYesNo(QStringLiteral("Load Saved Group List?"),
-                                QStringLiteral("Zanderfell!"))) {
+    if (!app.AutoLoadGroups && !app.prompter->askYesNo(QStringLiteral("Load Saved Group List?"),
+                                                       QStringLiteral("Zanderfell!"))) {
         UpdateListTitles(app, QStringLiteral("2"));
         return -1;
     }
@@ -78,8 +77,7 @@ int GetGroupFromDisk(App& app) {
 void SaveGroupsToDisk(App& app) {
     app.setStatus(1, QStringLiteral("Saving Groups"));
     app.lstGroups.save(groupCachePath(app));
-    if (app.lstTempServ.count() == 0)
-        LoadListFile(app, app.lstTempServ, serverListPath(app), -1);
+    if (app.lstTempServ.count() == 0) LoadListFile(app, app.lstTempServ, serverListPath(app), -1);
     const int row = app.lstTempServ.find(app.CurrentServer, FindMode::Contains, 0);
     if (row >= 0) {
         const int n = app.lstGroups.count();
@@ -123,8 +121,10 @@ void cmdGroup(App& app, bool cache) {
     FavoritesOnOff(app, false);
     MessagesOnOff(app, false);
     if (!app.Busy) {
-        for (int item : {53, 5, 6, 4, 8, 9, 10}) SetMenuItem(app, item, false);
-        for (const char* code : {"CG", "SM", "FA"}) MenuOnOff(app, QLatin1String(code), false);
+        for (int item : {53, 5, 6, 4, 8, 9, 10})
+            SetMenuItem(app, item, false);
+        for (const char* code : {"CG", "SM", "FA"})
+            MenuOnOff(app, QLatin1String(code), false);
     }
     bool fromServer = true;
     if (cache) {
@@ -153,7 +153,8 @@ void cmdGroup(App& app, bool cache) {
             app.DoEvents();
             if (app.TickCount > 2 * app.Timeout) app.LastError = -1;
         }
-        while (app.NNTP->busy() && app.LastError == 0 && !app.StopRequested) app.DoEvents();
+        while (app.NNTP->busy() && app.LastError == 0 && !app.StopRequested)
+            app.DoEvents();
         if (app.GroupsDone) {
             SaveGroupsToDisk(app);
             updatePostMarker(app);

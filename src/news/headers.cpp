@@ -11,7 +11,7 @@
 #include <QFile>
 
 bool IsJunkSubject(QStringView text) {
-    static const char* const marks[] = {".htm", "~~", "==", "^^", "@@", "##", "((", "[[",
+    static const char* const marks[] = {".htm", "~~", "==", "^^", "@@",   "##", "((",  "[[",
                                         "+-",   "++", "--", "!!", "FREE", "$$", "SITE"};
     for (const char* m : marks)
         if (text.contains(QLatin1String(m), Qt::CaseInsensitive)) return true;
@@ -56,7 +56,8 @@ int cmdGetMessageHeaders(App& app, bool cache) {
         app.LastError = 0;
         if (!connectionOpen(app) && !app.StopRequested) cmdConnect(app, false);
         if (!app.Busy) {
-            for (int item : {53, 6, 8, 9, 10, 4}) SetMenuItem(app, item, false);
+            for (int item : {53, 6, 8, 9, 10, 4})
+                SetMenuItem(app, item, false);
             for (const char* code : {"SG", "CG", "SM", "FA"})
                 MenuOnOff(app, QLatin1String(code), false);
         }
@@ -74,7 +75,8 @@ int cmdGetMessageHeaders(App& app, bool cache) {
                 app.DoEvents();
                 if (app.TickCount > 2 * app.Timeout) app.LastError = -1;
             }
-            while (app.NNTP->busy() && !app.StopRequested) app.DoEvents();
+            while (app.NNTP->busy() && !app.StopRequested)
+                app.DoEvents();
         }
         app.setStatus(1, QStringLiteral("Done Retreiving Message Headers"));
         if (app.HeaderField == QLatin1String("Subject") && !app.Busy)
@@ -96,7 +98,8 @@ int cmdGetMessageHeaders(App& app, bool cache) {
             app.setStatus(1, QStringLiteral("Sorry, No Messages in This Group"));
     } else {
         if (!app.Busy) {
-            for (int item : {8, 9, 10}) SetMenuItem(app, item, true);
+            for (int item : {8, 9, 10})
+                SetMenuItem(app, item, true);
             MenuOnOff(app, QStringLiteral("SG"), false);
             MenuOnOff(app, QStringLiteral("CG"), true);
             MenuOnOff(app, QStringLiteral("SM"), true);

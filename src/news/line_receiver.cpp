@@ -14,7 +14,9 @@ namespace {
 // every one of a million lines would cost more than the lines themselves.
 constexpr qint64 kPassIntervalMs = 40;
 
-QString lineText(QByteArrayView bytes) { return QString::fromUtf8(bytes); }
+QString lineText(QByteArrayView bytes) {
+    return QString::fromUtf8(bytes);
+}
 
 // Hands the rows gathered so far to the list and lets the queue run once
 // without waiting. The consumed part of LineBuffer is gone before the pass,
@@ -80,8 +82,7 @@ void receiveGroupLines(App& app) {
         }
         if (line.isEmpty() || line.startsWith('.')) return;
         batch.append(ListRow{groupRow(lineText(name), last, first), QString(), 0, -1, false});
-        progressText(app, app.lstGroups.count() + static_cast<int>(batch.size()),
-                     " Groups So Far");
+        progressText(app, app.lstGroups.count() + static_cast<int>(batch.size()), " Groups So Far");
     };
     eachCompleteLine(app, handle, flush, true);
 }
@@ -132,7 +133,8 @@ void dataPath(App& app, const QByteArray& data) {
             receiveHeaderLines(app);
         }
         break;
-    default: break;
+    default:
+        break;
     }
 }
 
@@ -157,10 +159,12 @@ void endPath(App& app) {
              app.HeaderField == QLatin1String("From")) &&
             app.SweepScope == -1) {
             app.setStatus(2, QString());
-            if (app.HeaderField == QLatin1String("From")) UpdateListTitles(app, QStringLiteral("9"));
+            if (app.HeaderField == QLatin1String("From"))
+                UpdateListTitles(app, QStringLiteral("9"));
         }
         break;
-    default: break;
+    default:
+        break;
     }
 }
 
@@ -170,14 +174,21 @@ void NNTP_Document(App& app, int state, const QByteArray& data) {
     if (app.TransferMode == 1 || app.TransferMode == 3) app.TickCount = 0;
     if (app.LastError != 0) return;
     switch (state) {
-    case 1: app.LineBuffer.clear(); break;
+    case 1:
+        app.LineBuffer.clear();
+        break;
     case 3:
         if (app.SkipArticle) return;
         dataPath(app, data);
         break;
-    case 4: app.LastError = -1; break;
-    case 5: endPath(app); break;
-    default: break;
+    case 4:
+        app.LastError = -1;
+        break;
+    case 5:
+        endPath(app);
+        break;
+    default:
+        break;
     }
     QCoreApplication::processEvents(QEventLoop::AllEvents);
 }

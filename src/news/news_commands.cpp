@@ -6,7 +6,9 @@
 #include "shell/app.h"
 #include "support/routines.h"
 
-void menuGroup_Click(App& app) { cmdGroup(app, true); }
+void menuGroup_Click(App& app) {
+    cmdGroup(app, true);
+}
 
 void menuRefreshG_Click(App& app) {
     if (app.menuEnabled.value(53)) cmdGroup(app, false);
@@ -16,7 +18,9 @@ void menuRefreshM_Click(App& app) {
     if (app.menuEnabled.value(52)) cmdGetMessageHeaders(app, false);
 }
 
-void menuStop_Click(App& app) { cmdStop(app); }
+void menuStop_Click(App& app) {
+    cmdStop(app);
+}
 
 void lstGroups_DblClick(App& app) {
     if (!HasSelection(app, app.lstGroups, true) || app.SweepScope != -1 || app.Busy) return;

@@ -17,8 +17,9 @@ void connectNewsEvents(App& app) {
                      [&app](QString& u, QString& p) { NNTP_AuthenticateRequest(app, u, p); });
     QObject::connect(c, &NntpControl::authenticateResponse, &app,
                      [&app](bool ok) { NNTP_AuthenticateResponse(app, ok); });
-    QObject::connect(c, &NntpControl::document, &app,
-                     [&app](int state, const QByteArray& data) { NNTP_Document(app, state, data); });
+    QObject::connect(c, &NntpControl::document, &app, [&app](int state, const QByteArray& data) {
+        NNTP_Document(app, state, data);
+    });
     QObject::connect(c, &NntpControl::groupSelected, &app,
                      [&app](const QString& name, qint64 first, qint64 last, qint64 count) {
                          NNTP_GroupSelected(app, name, first, last, count);
