@@ -52,8 +52,7 @@ private:
         return list;
     }
     static void handler(QtMsgType type, const QMessageLogContext& ctx, const QString& msg) {
-        if (type != QtDebugMsg && qstrcmp(ctx.category, "qt.modeltest") == 0)
-            complaints() << msg;
+        if (type != QtDebugMsg && qstrcmp(ctx.category, "qt.modeltest") == 0) complaints() << msg;
     }
 
     QtMessageHandler previous_;
@@ -136,16 +135,16 @@ TEST(ListModel, FindContainsSearchesFromStartThenWrapsAround) {
         int expected;
     };
     const Case cases[] = {
-        {"beta", 0, 1},      // first match from the top
-        {"beta", 2, 4},      // from the middle: the match behind start wins
-        {"alp", 3, 0},       // only before start: found after the wrap
-        {"elt", 3, 3},       // at start itself
-        {"ta", 4, 4},        // "beta two" contains it, and start is the last row
-        {"mm", 4, 2},        // last row as start, match in the middle
-        {"zzz", 2, -1},      // nowhere
-        {"beta", 5, 1},      // start past the end: the whole list is searched
-        {"beta", -1, 1},     // no start row
-        {"gamma", 1000, 2},  // far out of range
+        {"beta", 0, 1},     // first match from the top
+        {"beta", 2, 4},     // from the middle: the match behind start wins
+        {"alp", 3, 0},      // only before start: found after the wrap
+        {"elt", 3, 3},      // at start itself
+        {"ta", 4, 4},       // "beta two" contains it, and start is the last row
+        {"mm", 4, 2},       // last row as start, match in the middle
+        {"zzz", 2, -1},     // nowhere
+        {"beta", 5, 1},     // start past the end: the whole list is searched
+        {"beta", -1, 1},    // no start row
+        {"gamma", 1000, 2}, // far out of range
     };
     for (const Case& c : cases)
         EXPECT_EQ(list.find(c.what, FindMode::Contains, c.start), c.expected)
