@@ -12,6 +12,15 @@ void Toolbar1_ButtonClick(App& app, int number) {
     const QString& caption = app.toolbar[number].caption;
     if (caption == QLatin1String("Setup"))
         cmdSetup(app);
-    else if (caption == QLatin1String("Links"))
+    else if (caption == QLatin1String("Groups"))
+        cmdGroup(app, true);
+    else if (caption == QLatin1String("Stop"))
+        cmdStop(app);
+    else if (caption == QLatin1String("Connect"))
+        cmdConnect(app, true);
+    else if (caption == QLatin1String("Disconnect")) {
+        cmdDisconnect(app);
+        app.setStatus(1, QStringLiteral("Click on CONNECT to connect to Server"));
+    } else if (caption == QLatin1String("Links"))
         ShellLaunch(app, app.AppPath + QStringLiteral("UsenetHTTP.htm"));
 }

@@ -5,12 +5,13 @@
 #include "shell/menu_table.h"
 
 void SetMenuItem(App& app, int item, bool isOn) {
-    if (findMenuItem(item)) {
+    const bool known = findMenuItem(item) != nullptr;
+    if (known) {
         app.menuEnabled[item] = isOn;
         emit app.menuChanged(item);
     }
     if (item < 30) {
-        if (item >= 1 && item <= kToolbarButtons) {
+        if (known && item <= kToolbarButtons) {
             app.toolbar[item].enabled = isOn;
             emit app.toolbarChanged(item);
         }

@@ -16,6 +16,15 @@ constexpr QChar kMark(0xFF);
 // Escapes only what would break the one-row-per-line form, so a person can
 // still read and edit the file: backslash, tab (the field separator), CR, LF.
 void appendEscaped(QString& out, QStringView s) {
+    // Most rows hold nothing to escape: take them whole.
+    const bool plain = std::none_of(s.begin(), s.end(), [](QChar c) {
+        const char16_t u = c.unicode();
+        return u == '\\' || u == '\t' || u == '\n' || u == '\r';
+    });
+    if (plain) {
+        out += s;
+        return;
+    }
     for (QChar c : s) {
         switch (c.unicode()) {
         case '\\':
@@ -288,7 +297,11 @@ int ListModel::find(const QString& what, FindMode mode, int start) const {
 
 QString ListModel::encodeRow(const ListRow& row) {
     QString line;
-    line.reserve(row.text.size() + row.tag.size() + 16);
+    encodeRowInto(line, row);
+    return line;
+}
+
+void ListModel::encodeRowInto(QString& line, const ListRow& row) {
     appendEscaped(line, row.text);
     if (!row.tag.isEmpty() || row.number != 0) {
         line += u'\t';
@@ -298,7 +311,6 @@ QString ListModel::encodeRow(const ListRow& row) {
         line += u'\t';
         line += QString::number(row.number);
     }
-    return line;
 }
 
 ListRow ListModel::decodeRow(QStringView line) {
@@ -322,13 +334,59 @@ ListRow ListModel::decodeRow(QStringView line) {
     return row;
 }
 
-bool ListModel::save(const QString& path) const {
-    QString out;
-    for (const ListRow& r : rows_) {
-        out += encodeRow(r);
-        out += u'\n';
+namespace {
+
+// The file form of one field straight into UTF-8, escaping as appendEscaped
+// does. Header lists run to a million rows, so ASCII takes a short path.
+void appendFieldUtf8(QByteArray& out, QStringView s) {
+    for (qsizetype i = 0; i < s.size(); ++i) {
+        const char16_t u = s[i].unicode();
+        if (u >= 0x80) {
+            QString rest;
+            appendEscaped(rest, s.mid(i));
+            out += rest.toUtf8();
+            return;
+        }
+        switch (u) {
+        case '\\':
+            out += "\\\\";
+            break;
+        case '\t':
+            out += "\\t";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\r':
+            out += "\\r";
+            break;
+        default:
+            out += char(u);
+        }
     }
-    return writeFileAtomically(path, out.toUtf8());
+}
+
+} // namespace
+
+bool ListModel::save(const QString& path) const {
+    QByteArray out;
+    qsizetype estimate = 0;
+    for (const ListRow& r : rows_)
+        estimate += r.text.size() + r.tag.size() + 16;
+    out.reserve(estimate);
+    for (const ListRow& r : rows_) {
+        appendFieldUtf8(out, r.text);
+        if (!r.tag.isEmpty() || r.number != 0) {
+            out += '\t';
+            appendFieldUtf8(out, r.tag);
+        }
+        if (r.number != 0) {
+            out += '\t';
+            out += QByteArray::number(r.number);
+        }
+        out += '\n';
+    }
+    return writeFileAtomically(path, out);
 }
 
 bool ListModel::load(const QString& path) {

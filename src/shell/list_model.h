@@ -89,6 +89,7 @@ public:
 
     // File form of one row and back; exposed for the fuzz target and tests.
     static QString encodeRow(const ListRow& row);
+    static void encodeRowInto(QString& line, const ListRow& row);
     static ListRow decodeRow(QStringView line);
 
 signals:

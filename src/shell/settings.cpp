@@ -89,8 +89,10 @@ void LoadSettings(App& app) {
     r.real("Left", app.FormLeft, app.ScreenWidth / 2 - app.FormWidth / 2);
     emit app.geometryChanged();
 
+    // No favourites file yet: start an empty one beside the program, where
+    // the default name points, not in whatever directory we were started from.
     if (!LoadListFile(app, app.lstFavorites, app.FavoritesFile, 12))
-        app.lstFavorites.save(QStringLiteral("ZanderfellFavorites.fav"));
+        app.lstFavorites.save(app.AppPath + QStringLiteral("ZanderfellFavorites.fav"));
     UpdateListTitles(app, QStringLiteral("0"));
 
     LoadServerList(app);

@@ -1,0 +1,240 @@
+// Group list and header listing through the real procedures, against a bare
+// client reading the same replies from the same loopback server in the same
+// run. Prints "name: value unit" lines.
+#include "news/connection.h"
+#include "news/group_list.h"
+#include "news/headers.h"
+#include "news/nntp_control.h"
+#include "shell/app.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QTimer>
+#include <cstdio>
+#include <malloc.h>
+
+namespace {
+
+constexpr int kGroups = 100000;
+constexpr int kHeaders = 1000000;
+
+QByteArray makeList() {
+    QByteArray out = "215 list follows\r\n";
+    out.reserve(kGroups * 48);
+    for (int i = 0; i < kGroups; ++i)
+        out += "alt.binaries.bench.group" + QByteArray::number(i) + ' ' +
+               QByteArray::number(1000 + i % 5000) + " 0000000001 y\r\n";
+    return out + ".\r\n";
+}
+
+QByteArray makeXhdr() {
+    QByteArray out = "221 Subject follows\r\n";
+    out.reserve(qsizetype(kHeaders) * 64);
+    for (int i = 1; i <= kHeaders; ++i)
+        out += QByteArray::number(i) + " \"holiday-" + QByteArray::number(i / 40) +
+               ".jpg\" yEnc (" + QByteArray::number(i % 40 + 1) + "/40) some words\r\n";
+    return out + ".\r\n";
+}
+
+// A news server on its own thread that answers from canned replies.
+class CannedServer : public QObject {
+public:
+    QByteArray list = makeList();
+    QByteArray xhdr = makeXhdr();
+    quint16 port = 0;
+
+    void start() {
+        server_ = new QTcpServer(this);
+        server_->listen(QHostAddress::LocalHost, 0);
+        port = server_->serverPort();
+        connect(server_, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket* s = server_->nextPendingConnection())
+                serve(s);
+        });
+    }
+
+private:
+    void serve(QTcpSocket* s) {
+        s->write("200 bench server ready\r\n");
+        auto* buffer = new QByteArray;
+        connect(s, &QTcpSocket::disconnected, s, [s, buffer] {
+            delete buffer;
+            s->deleteLater();
+        });
+        connect(s, &QTcpSocket::readyRead, s, [this, s, buffer] {
+            buffer->append(s->readAll());
+            qsizetype nl;
+            while ((nl = buffer->indexOf("\r\n")) >= 0) {
+                const QByteArray cmd = buffer->left(nl);
+                buffer->remove(0, nl + 2);
+                if (cmd == "MODE READER")
+                    s->write("200 reader\r\n");
+                else if (cmd == "LIST")
+                    s->write(list);
+                else if (cmd.startsWith("GROUP "))
+                    s->write("211 1000000 1 1000000 bench\r\n");
+                else if (cmd.startsWith("XHDR "))
+                    s->write(xhdr);
+                else if (cmd == "QUIT") {
+                    s->write("205 bye\r\n");
+                    s->disconnectFromHost();
+                } else
+                    s->write("500 what\r\n");
+            }
+        });
+    }
+    QTcpServer* server_ = nullptr;
+};
+
+// Reads one multi-line reply to its terminator and nothing else.
+double bareClientMs(quint16 port, const QByteArray& command, qint64* bytes) {
+    QTcpSocket s;
+    s.connectToHost(QHostAddress::LocalHost, port);
+    s.waitForConnected();
+    auto readStatus = [&] {
+        while (!s.canReadLine())
+            s.waitForReadyRead(5000);
+        s.readLine();
+    };
+    readStatus();
+    s.write("MODE READER\r\n");
+    readStatus();
+    QElapsedTimer t;
+    t.start();
+    s.write(command + "\r\n");
+    QByteArray tail;
+    *bytes = 0;
+    for (;;) {
+        if (!s.waitForReadyRead(5000)) break;
+        const QByteArray chunk = s.readAll();
+        *bytes += chunk.size();
+        tail = (tail + chunk).right(5);
+        if (tail.endsWith("\r\n.\r\n")) break;
+    }
+    const double ms = t.nsecsElapsed() / 1e6;
+    s.write("QUIT\r\n");
+    s.waitForBytesWritten();
+    return ms;
+}
+
+// Largest delay of a 50 ms probe timer while the transfer runs: how long the
+// interface could not answer.
+struct StallProbe {
+    QTimer timer;
+    QElapsedTimer clock;
+    qint64 last = 0;
+    qint64 worst = 0;
+    StallProbe() {
+        timer.setInterval(50);
+        QObject::connect(&timer, &QTimer::timeout, [this] {
+            const qint64 now = clock.elapsed();
+            worst = std::max(worst, now - last - 50);
+            last = now;
+        });
+    }
+    void start() {
+        worst = 0;
+        clock.start();
+        last = 0;
+        timer.start();
+    }
+    void stop() { timer.stop(); }
+};
+
+size_t heapInUse() {
+    return mallinfo2().uordblks;
+}
+
+void print(const char* name, double value, const char* unit) {
+    std::printf("%s: %.3g %s\n", name, value, unit);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication qapp(argc, argv);
+    QThread serverThread;
+    CannedServer server;
+    server.moveToThread(&serverThread);
+    serverThread.start();
+    QMetaObject::invokeMethod(
+        &server, [&] { server.start(); }, Qt::BlockingQueuedConnection);
+
+    QTemporaryDir dir;
+    App app;
+    app.ExeDir = dir.path();
+    app.AppPath = dir.path() + "/";
+    app.DestDir = app.AppPath;
+    QDir(dir.path()).mkdir("Cache");
+    app.CurrentServer = QStringLiteral("127.0.0.1:%1").arg(server.port);
+    app.Timer1.start();
+    StallProbe probe;
+
+    cmdConnect(app, false);
+    if (!app.IsConnected) {
+        std::fprintf(stderr, "cannot connect: %s\n", qPrintable(app.ErrorText));
+        return 1;
+    }
+
+    // LIST of 100,000 groups.
+    qint64 bytes = 0;
+    const double bareList = bareClientMs(server.port, "LIST", &bytes);
+    probe.start();
+    QElapsedTimer t;
+    t.start();
+    cmdGroup(app, false);
+    const double ourList = t.nsecsElapsed() / 1e6;
+    probe.stop();
+    const double listStall = probe.worst;
+    if (app.lstGroups.count() != kGroups) {
+        std::fprintf(stderr, "groups: %d rows\n", app.lstGroups.count());
+        return 1;
+    }
+    print("list_100k_ms", ourList, "ms");
+    print("list_100k_bare_ms", bareList, "ms");
+    print("list_100k_ratio", ourList / bareList, "x");
+    print("list_100k_stall_ms", listStall, "ms");
+
+    // XHDR of 1,000,000 subjects.
+    const double bareXhdr = bareClientMs(server.port, "XHDR Subject 1-1000000", &bytes);
+    app.CurrentGroup = QStringLiteral("bench");
+    app.HeaderField = QStringLiteral("Subject");
+    app.lstGroups.clear();
+    const size_t heapBefore = heapInUse();
+    probe.start();
+    t.restart();
+    double receivedMs = 0;
+    QObject::connect(&app, &App::statusChanged, [&](int panel) {
+        if (panel == 1 && app.statbar[1] == QLatin1String("Done Retreiving Message Headers"))
+            receivedMs = t.nsecsElapsed() / 1e6;
+    });
+    cmdGetMessageHeaders(app, false);
+    const double ourXhdr = t.nsecsElapsed() / 1e6;
+    probe.stop();
+    const size_t heapAfter = heapInUse();
+    if (app.lstMessages.count() != kHeaders) {
+        std::fprintf(stderr, "headers: %d rows\n", app.lstMessages.count());
+        return 1;
+    }
+    print("xhdr_1m_ms", ourXhdr, "ms");
+    print("xhdr_1m_received_ms", receivedMs, "ms");
+    print("xhdr_1m_bare_ms", bareXhdr, "ms");
+    print("xhdr_1m_ratio", ourXhdr / bareXhdr, "x");
+    print("xhdr_1m_rows_per_s", kHeaders / (ourXhdr / 1000.0), "rows/s");
+    print("xhdr_1m_bytes_per_row", double(heapAfter - heapBefore) / kHeaders, "B");
+    print("xhdr_1m_stall_ms", probe.worst, "ms");
+    t.restart();
+    app.lstMessages.save(dir.filePath("again.tmp"));
+    print("xhdr_1m_list_file_save_ms", t.nsecsElapsed() / 1e6, "ms");
+
+    cmdDisconnect(app);
+    serverThread.quit();
+    serverThread.wait();
+    return 0;
+}
