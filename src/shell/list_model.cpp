@@ -6,6 +6,7 @@
 #include <QColor>
 #include <QFile>
 #include <QFont>
+#include <QMimeData>
 #include <QStringDecoder>
 #include <algorithm>
 
@@ -132,6 +133,21 @@ Qt::ItemFlags ListModel::flags(const QModelIndex& index) const {
     Qt::ItemFlags f = Qt::ItemIsSelectable | Qt::ItemIsDragEnabled | Qt::ItemNeverHasChildren;
     if (enabled_) f |= Qt::ItemIsEnabled;
     return f;
+}
+
+QStringList ListModel::mimeTypes() const {
+    return {QLatin1String(kRowMimeType)};
+}
+
+QMimeData* ListModel::mimeData(const QModelIndexList& indexes) const {
+    // The row at the current index is the one the pointer went down on.
+    int row = current_;
+    if (row < 0 && !indexes.isEmpty()) row = indexes.first().row();
+    if (row < 0 || row >= count()) return nullptr;
+    auto* data = new QMimeData;
+    data->setData(QLatin1String(kRowMimeType), rows_[row].text.toUtf8());
+    data->setText(displayText(rows_[row].text));
+    return data;
 }
 
 void ListModel::clear() {

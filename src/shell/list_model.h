@@ -31,6 +31,10 @@ public:
     QVariant data(const QModelIndex& index, int role) const override;
     Qt::ItemFlags flags(const QModelIndex& index) const override;
     Qt::DropActions supportedDragActions() const override { return Qt::CopyAction; }
+    // A dragged row carries its whole text, mark included.
+    static constexpr const char* kRowMimeType = "application/x-zanderfell-row";
+    QStringList mimeTypes() const override;
+    QMimeData* mimeData(const QModelIndexList& indexes) const override;
 
     int count() const { return static_cast<int>(rows_.size()); }
     void clear();

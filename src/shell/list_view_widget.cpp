@@ -2,7 +2,9 @@
 
 #include "shell/list_model.h"
 
+#include <QDragEnterEvent>
 #include <QKeyEvent>
+#include <QMimeData>
 #include <QMouseEvent>
 #include <QTimer>
 
@@ -40,6 +42,45 @@ ListView::ListView(ListModel* model, QWidget* parent) : QListView(parent), model
     connect(this, &QListView::doubleClicked, this,
             [this](const QModelIndex& i) { emit rowDoubleClicked(i.row()); });
     followFlags();
+}
+
+void ListView::setDragSource(bool on) {
+    setDragEnabled(on);
+    setDragDropMode(on ? QAbstractItemView::DragOnly : QAbstractItemView::NoDragDrop);
+    setDefaultDropAction(Qt::CopyAction);
+}
+
+void ListView::setDropTarget(bool on) {
+    dropTarget_ = on;
+    setAcceptDrops(on);
+    viewport()->setAcceptDrops(on);
+    setDropIndicatorShown(false);
+}
+
+void ListView::dragEnterEvent(QDragEnterEvent* e) {
+    if (dropTarget_ && e->source() != this &&
+        e->mimeData()->hasFormat(QLatin1String(ListModel::kRowMimeType)))
+        e->acceptProposedAction();
+    else
+        e->ignore();
+}
+
+void ListView::dragMoveEvent(QDragMoveEvent* e) {
+    if (dropTarget_ && e->source() != this &&
+        e->mimeData()->hasFormat(QLatin1String(ListModel::kRowMimeType)))
+        e->acceptProposedAction();
+    else
+        e->ignore();
+}
+
+void ListView::dropEvent(QDropEvent* e) {
+    if (!dropTarget_ || e->source() == this) {
+        e->ignore();
+        return;
+    }
+    const QByteArray data = e->mimeData()->data(QLatin1String(ListModel::kRowMimeType));
+    e->acceptProposedAction();
+    emit textDropped(QString::fromUtf8(data));
 }
 
 void ListView::keyPressEvent(QKeyEvent* e) {

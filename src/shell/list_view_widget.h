@@ -12,15 +12,23 @@ class ListView : public QListView {
 public:
     explicit ListView(ListModel* model, QWidget* parent = nullptr);
     ListModel* list() const { return model_; }
+    // Rows of this list can be dragged away as their text.
+    void setDragSource(bool on);
+    // This list takes dragged rows of other lists: textDropped follows.
+    void setDropTarget(bool on);
 
 signals:
     void rowDoubleClicked(int row);
     void keyDown(int key, Qt::KeyboardModifiers modifiers);
     void rightClicked(int row);
+    void textDropped(const QString& text);
 
 protected:
     void keyPressEvent(QKeyEvent* e) override;
     void mousePressEvent(QMouseEvent* e) override;
+    void dragEnterEvent(QDragEnterEvent* e) override;
+    void dragMoveEvent(QDragMoveEvent* e) override;
+    void dropEvent(QDropEvent* e) override;
 
 private:
     void pushSelectionToModel();
@@ -30,4 +38,5 @@ private:
     ListModel* model_;
     bool syncing_ = false;
     bool pullQueued_ = false;
+    bool dropTarget_ = false;
 };

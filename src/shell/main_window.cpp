@@ -1,6 +1,8 @@
 #include "shell/main_window.h"
 
 #include "attachments/preview.h"
+#include "favorites/favorites_file.h"
+#include "favorites/favorites_list.h"
 #include "news/connection.h"
 #include "news/news_commands.h"
 #include "shell/commands.h"
@@ -230,10 +232,33 @@ void MainWindow::connectCommands() {
     on("menuRefreshM", [this] { menuRefreshM_Click(app_); });
     on("menuStop", [this] { menuStop_Click(app_); });
 
+    on("menuNew", [this] { menuNew_Click(app_); });
+    on("menuSave", [this] { menuSave_Click(app_); });
+    on("menuLoad", [this] { menuLoad_Click(app_); });
+
+    ListView* favorites = view(app_.lstFavorites);
+    favorites->setDropTarget(true);
+    connect(favorites, &ListView::textDropped, this,
+            [this](const QString& text) { lstFavorites_Drop(app_, text); });
+    connect(favorites, &ListView::rowDoubleClicked, this,
+            [this](int) { lstFavorites_DblClick(app_); });
+    connect(favorites, &ListView::keyDown, this, [this](int key, Qt::KeyboardModifiers mods) {
+        if (key == Qt::Key_Return || key == Qt::Key_Enter)
+            lstFavorites_DblClick(app_);
+        else if (key == Qt::Key_Delete)
+            lstFavorites_DeleteSelected(app_);
+        else if (key == Qt::Key_A && (mods & Qt::ControlModifier))
+            lstFavorites_SelectAll(app_);
+    });
+
     ListView* groups = view(app_.lstGroups);
+    groups->setDragSource(true);
     connect(groups, &ListView::rowDoubleClicked, this, [this](int) { lstGroups_DblClick(app_); });
-    connect(groups, &ListView::keyDown, this, [this](int key, Qt::KeyboardModifiers) {
-        if (key == Qt::Key_Return || key == Qt::Key_Enter) lstGroups_DblClick(app_);
+    connect(groups, &ListView::keyDown, this, [this](int key, Qt::KeyboardModifiers mods) {
+        if (key == Qt::Key_Return || key == Qt::Key_Enter)
+            lstGroups_DblClick(app_);
+        else if (key == Qt::Key_A && (mods & Qt::ControlModifier))
+            app_.lstGroups.selectAll();
     });
 }
 
