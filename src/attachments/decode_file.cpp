@@ -41,7 +41,20 @@ DecodeResult decodeUuStream(LineReader& reader, OutputSink& sink, bool allowYenc
                             DecodeOutcome& outcome) {
     LinePiece line;
     bool inData = false;
-    while (reader.next(line)) {
+    for (;;) {
+        // Full data lines, the bulk of the file, in runs; the rest one by one.
+        if (inData) {
+            const std::string_view run = reader.buffered(kMaxRun);
+            std::size_t written = 0;
+            const std::size_t used =
+                uuDecodeFullLines(run, sink.reserve(run.size() / 4 * 3 + 16), written);
+            if (used > 0) {
+                sink.commit(written);
+                reader.consume(used);
+                continue;
+            }
+        }
+        if (!reader.next(line)) break;
         // The tail of an overlong line is never data, and its start only
         // matters as a begin line (the name may be that long).
         if (!line.first) continue;
@@ -59,7 +72,7 @@ DecodeResult decodeUuStream(LineReader& reader, OutputSink& sink, bool allowYenc
         if (isUuEndLine(line.text)) return DecodeResult::Ok;
         // Anything that is not a data line (headers of the next part, blank
         // lines, signatures) is passed over.
-        const int n = uuDecodeLine(line.text, sink.reserve(kUuMaxLineBytes));
+        const int n = uuDecodeLine(line.text, sink.reserve(kUuLineCapacity));
         if (n > 0) sink.commit(std::size_t(n));
         if (sink.failed()) return DecodeResult::WriteError;
     }
@@ -73,7 +86,20 @@ DecodeResult decodeBase64Stream(LineReader& reader, OutputSink& sink, DecodeOutc
     LinePiece line;
     bool inData = false;
     std::size_t lineLength = 0; // of the first data line, the encoder's wrap
-    while (reader.next(line)) {
+    for (;;) {
+        // Lines of the full width, the bulk of the data, in runs.
+        if (inData && state.count == 0 && !state.ended) {
+            const std::string_view run = reader.buffered(kMaxRun);
+            std::size_t written = 0;
+            const std::size_t used =
+                base64DecodeLines(run, lineLength, sink.reserve(run.size() / 4 * 3 + 16), written);
+            if (used > 0) {
+                sink.commit(written);
+                reader.consume(used);
+                continue;
+            }
+        }
+        if (!reader.next(line)) break;
         std::string_view text = line.text;
         while (!text.empty() && (text.back() == ' ' || text.back() == '\t'))
             text.remove_suffix(1);
@@ -129,7 +155,7 @@ DecodeOutcome decodeFile(const QString& inPath, const QString& outPath,
 
     // Room for the decoded form of two of the longest pieces the reader
     // hands out, so that a reserve() after a flush always fits.
-    OutputSink sink(std::max<std::size_t>(256 * 1024, 2 * std::size_t(maxLine) + 64));
+    OutputSink sink(std::max(kMinSinkCapacity, 2 * std::size_t(maxLine) + 64));
     if (!sink.open(outPath)) {
         outcome.result = DecodeResult::WriteError;
         outcome.detail = outPath;

@@ -1,9 +1,11 @@
 #include "attachments/decode_stream.h"
+#include "attachments/crc32.h"
 
 #include <QIODevice>
+#include <QRandomGenerator>
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
-#include <zlib.h>
 
 namespace {
 
@@ -86,13 +88,32 @@ bool LineReader::next(LinePiece& piece) {
     }
 }
 
+std::string_view LineReader::buffered(std::size_t limit) {
+    if (clearCarry_) {
+        carry_.clear();
+        clearCarry_ = false;
+    }
+    if (!carry_.empty() || midLine_) return {};
+    return std::string_view(buffer_.get() + pos_, std::min(std::size_t(end_ - pos_), limit));
+}
+
 OutputSink::OutputSink(std::size_t bufferSize)
     : buffer_(new unsigned char[bufferSize]), capacity_(bufferSize) {}
 
 bool OutputSink::open(const QString& path) {
-    file_.setFileName(path);
-    if (!file_.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) failed_ = true;
-    return !failed_;
+    target_ = path;
+    // Opened as a new file, so it gets the permissions any new file of the
+    // user gets (a temporary-file class would make it private).
+    for (int attempt = 0; attempt < 8; ++attempt) {
+        file_.setFileName(path +
+                          QStringLiteral(".%1.tmp").arg(QRandomGenerator::global()->generate(), 8,
+                                                        16, QLatin1Char('0')));
+        if (file_.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
+            return true;
+        if (!file_.exists()) break;
+    }
+    failed_ = true;
+    return false;
 }
 
 unsigned char* OutputSink::reserve(std::size_t bytes) {
@@ -103,7 +124,7 @@ unsigned char* OutputSink::reserve(std::size_t bytes) {
 
 void OutputSink::updateCrc() {
     if (crcEnabled_ && used_ > crcFrom_)
-        crc_ = std::uint32_t(::crc32(crc_, buffer_.get() + crcFrom_, uInt(used_ - crcFrom_)));
+        crc_ = crc32Update(crc_, buffer_.get() + crcFrom_, used_ - crcFrom_);
     crcFrom_ = used_;
 }
 
@@ -139,15 +160,20 @@ bool OutputSink::seek(qint64 position) {
     return !failed_;
 }
 
+OutputSink::~OutputSink() {
+    finish(false);
+}
+
 bool OutputSink::finish(bool keep) {
-    if (!keep) {
-        file_.cancelWriting();
+    if (done_ || !file_.isOpen()) return false;
+    done_ = true;
+    if (keep) flush();
+    file_.close();
+    // rename(2) replaces an existing target in one step, as a save should.
+    if (keep && !failed_ &&
+        ::rename(QFile::encodeName(file_.fileName()).constData(),
+                 QFile::encodeName(target_).constData()) == 0)
         return true;
-    }
-    flush();
-    if (failed_) {
-        file_.cancelWriting();
-        return false;
-    }
-    return file_.commit();
+    file_.remove();
+    return !keep;
 }

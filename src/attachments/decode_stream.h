@@ -5,7 +5,7 @@
 
 #include "attachments/decoder.h"
 
-#include <QSaveFile>
+#include <QFile>
 #include <cstdint>
 #include <memory>
 #include <string_view>
@@ -28,6 +28,12 @@ public:
     LineReader(QIODevice& device, qsizetype bufferSize, qsizetype maxLineLength);
 
     bool next(LinePiece& piece);
+
+    // Between lines: the bytes already read from the start of the next line
+    // on, at most `limit` of them; empty while a line is half delivered.
+    // Decoders take whole lines from here in bulk and consume() them.
+    std::string_view buffered(std::size_t limit);
+    void consume(std::size_t bytes) { pos_ += qsizetype(bytes); }
 
     // Called after each read with the bytes consumed so far; returning false
     // stops the reader as if the input had ended.
@@ -55,12 +61,23 @@ private:
     bool stopped_ = false;
 };
 
+// The output buffer holds at least this much, and a run of lines taken in
+// bulk is never longer than a quarter of it, so there is always room for
+// what a run decodes to.
+constexpr std::size_t kMinSinkCapacity = 256 * 1024;
+constexpr std::size_t kMaxRun = kMinSinkCapacity / 4;
+
 // Collects decoded bytes in one buffer and writes them in large blocks to a
-// temporary file beside the target, which finish() puts in place or drops.
+// temporary file beside the target, which finish() renames into place or
+// drops. Its name ends in ".tmp", so one left by a crash goes with the other
+// temporary files at the next start. No fsync: a decoded file can be fetched
+// again, and a forced flush of every download to disk would cost more than
+// the decoding.
 // The decoders write straight into the buffer: reserve(), then commit().
 class OutputSink {
 public:
     explicit OutputSink(std::size_t bufferSize);
+    ~OutputSink();
 
     bool open(const QString& path);
     unsigned char* reserve(std::size_t bytes);
@@ -83,7 +100,9 @@ private:
     bool flush();
     void updateCrc();
 
-    QSaveFile file_;
+    QFile file_;
+    QString target_;
+    bool done_ = false;
     std::unique_ptr<unsigned char[]> buffer_;
     std::size_t capacity_;
     std::size_t used_ = 0;

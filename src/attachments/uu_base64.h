@@ -10,13 +10,23 @@
 
 // A uuencoded line never carries more than 63 bytes (length character '_').
 constexpr std::size_t kUuMaxLineBytes = 63;
+// Room uuDecodeLine needs in `out`: wide stores run a little past the bytes.
+constexpr std::size_t kUuLineCapacity = kUuMaxLineBytes + 16;
 
-// Decodes one uuencoded data line, given without its line end. Writes at most
-// kUuMaxLineBytes bytes to `out` and returns their number, or -1 when the line
+// Decodes one uuencoded data line, given without its line end. Writes the
+// bytes to `out`, which needs kUuLineCapacity bytes, and returns their
+// number (at most kUuMaxLineBytes), or -1 when the line
 // is not a well-formed data line (a character outside ' '..'`', or a length
 // that does not fit the length character). Lines that are not data, such as
 // article headers between the parts of a post, are told apart by this test.
 int uuDecodeLine(std::string_view line, unsigned char* out);
+
+// Decodes the full lines ('M', 60 characters, 45 bytes) at the start of
+// `text`, line ends included, and returns the characters consumed: up to the
+// first line that is anything else or is not whole in `text`. `out` needs
+// text.size() / 4 * 3 + 16 bytes; `written` gets the bytes decoded. This is
+// the bulk of any uuencoded file, taken without a call per line.
+std::size_t uuDecodeFullLines(std::string_view text, unsigned char* out, std::size_t& written);
 
 // True for a line that opens uuencoded data: "begin", the mode digits and a
 // name. The name, if wanted, is stored in `name`.
@@ -34,8 +44,9 @@ struct Base64State {
 };
 
 // Room that base64DecodeLine may need in `out` for an input of `size` chars.
+// Wide stores run up to 8 bytes past the decoded bytes.
 constexpr std::size_t base64DecodedCapacity(std::size_t size) {
-    return size / 4 * 3 + 3;
+    return size / 4 * 3 + 16;
 }
 
 // Decodes one line of base64 text (trailing blanks and CR are ignored) and
@@ -44,6 +55,14 @@ constexpr std::size_t base64DecodedCapacity(std::size_t size) {
 // was, when the line is not base64 data: blank, a character outside the
 // alphabet, padding followed by data, or data after the stream has ended.
 long base64DecodeLine(Base64State& state, std::string_view line, unsigned char* out);
+
+// Decodes the lines at the start of `text` that hold exactly `lineLength`
+// characters of base64 (a multiple of 4, no padding), line ends included,
+// and returns the characters consumed, up to the first line that is anything
+// else or is not whole in `text`. Only for data that starts at a whole quad.
+// `out` needs text.size() / 4 * 3 + 16 bytes; `written` gets the bytes.
+std::size_t base64DecodeLines(std::string_view text, std::size_t lineLength, unsigned char* out,
+                              std::size_t& written);
 
 // The bytes still held in `state` at the end of unpadded data (at most 2).
 // Returns -1 when a lone character is left over, which no encoder produces.

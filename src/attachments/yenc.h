@@ -18,6 +18,11 @@
 // even across a line end (some encoders wrap between the two).
 std::size_t yencDecode(std::string_view in, unsigned char* out, bool& escape);
 
+// Offset of the first line of `text` that opens with "=y", `text` starting at
+// a line start; text.size() when there is none. Lets the decoder take the data
+// lines between two keyword lines as one run.
+std::size_t findYencKeywordLine(std::string_view text);
+
 struct YencKeywords {
     enum class Kind { Begin, Part, End };
     Kind kind = Kind::Begin;

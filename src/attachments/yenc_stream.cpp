@@ -36,6 +36,7 @@ public:
         return sink_.failed() ? DecodeResult::WriteError : DecodeResult::Ok;
     }
     DecodeResult finish();
+    bool inPart() const { return inPart_; }
 
 private:
     DecodeResult beginPart(const YencKeywords& k);
@@ -198,9 +199,23 @@ DecodeResult decodeYencStream(LineReader& reader, OutputSink& sink, const LinePi
         const DecodeResult r = assembly.keywordLine(begin->text);
         if (r != DecodeResult::Ok) return r;
     }
+    // Inside a part the data lines up to the next keyword line go to the
+    // decoder as one run, line ends and all: it passes over CR and LF anyway.
     LinePiece line;
     bool skipping = begin && !begin->last; // the rest of an overlong keyword line
-    while (reader.next(line)) {
+    for (;;) {
+        if (assembly.inPart() && !skipping) {
+            std::string_view run = reader.buffered(kMaxRun);
+            run = run.substr(0, run.rfind('\n') + 1); // whole lines (none: npos + 1 is 0)
+            run = run.substr(0, findYencKeywordLine(run));
+            if (!run.empty()) {
+                reader.consume(run.size());
+                const DecodeResult r = assembly.data(run);
+                if (r != DecodeResult::Ok) return r;
+                continue;
+            }
+        }
+        if (!reader.next(line)) break;
         if (line.first) skipping = false;
         if (skipping) continue;
         DecodeResult r;
