@@ -95,7 +95,7 @@ AVX2_KERNEL unsigned packKept(__m128i x, unsigned keep, unsigned char* out) {
     const __m128i packed = _mm_shuffle_epi8(x, shuffle);
     _mm_storel_epi64(reinterpret_cast<__m128i*>(out), packed);
     const auto n = static_cast<unsigned>(__builtin_popcount(low));
-    _mm_storeh_pd(reinterpret_cast<double*>(out + n), _mm_castsi128_pd(packed));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + n), _mm_unpackhi_epi64(packed, packed));
     return n + static_cast<unsigned>(__builtin_popcount(high));
 }
 
