@@ -112,6 +112,9 @@ DecodeResult decodeBase64Stream(LineReader& reader, OutputSink& sink, DecodeOutc
         if (whole && inData && lineLength % 4 == 0 && text.size() < lineLength &&
             text.size() % 4 != 0)
             continue;
+        // Encoders wrap at whole quads, so neither can a first data line be a
+        // word like "begin" or "end".
+        if (whole && !inData && text.size() % 4 != 0) continue;
         const long n =
             base64DecodeLine(state, text, sink.reserve(base64DecodedCapacity(text.size())));
         if (n < 0) continue;

@@ -388,8 +388,9 @@ TEST_F(DecoderTest, Base64StopsAtTheMimeBoundary) {
     for (qsizetype size : {1, 2, 3, 56, 57, 58, 4096, 100001}) {
         const QByteArray data = randomBytes(size, unsigned(size));
         const QByteArray body = runTool("base64", {"-w", "76", "%f"}, data);
-        const QByteArray input =
-            body + "\r\n--=_boundary_42--\r\n\r\nThanks\r\nTest\r\n" + headers(2, 2) + "QUJD\r\n";
+        const QByteArray input = "\r\nbegin\r\n" + body +
+                                 "\r\n--=_boundary_42--\r\n\r\nThanks\r\nTest\r\n" + headers(2, 2) +
+                                 "QUJD\r\n";
         DecodeOutcome o;
         EXPECT_EQ(decode(input, Encoding::Base64, &o), data) << size;
         EXPECT_EQ(o.result, DecodeResult::Ok) << size;
