@@ -57,20 +57,20 @@ bool writeYencPost(const QString& plainPath, const QString& path, qint64 size) {
     if (!in.open(QIODevice::ReadOnly) || !out.open(QIODevice::WriteOnly)) return false;
     const int total = int((size + kPartSize - 1) / kPartSize);
     std::uint32_t crc = 0;
-    for (int part = 1; part <= total; ++part) {
+    for (int number = 1; number <= total; ++number) {
         const QByteArray data = in.read(kPartSize);
-        YencPartSpec spec;
-        spec.number = part;
-        spec.total = total;
-        spec.begin = qint64(part - 1) * kPartSize;
-        spec.fileSize = size;
+        YencPart part;
+        part.number = number;
+        part.total = total;
+        part.begin = qint64(number - 1) * kPartSize;
+        part.fileSize = size;
         crc = yencTestCrc32(data, crc);
-        if (part == total) spec.fileCrc = crc;
+        if (number == total) part.fileCrc = crc;
         const QByteArray headers = "From: bench@example.com\r\nNewsgroups: alt.binaries.test\r\n"
                                    "Subject: \"random.bin\" yEnc (" +
-                                   QByteArray::number(part) + "/" + QByteArray::number(total) +
+                                   QByteArray::number(number) + "/" + QByteArray::number(total) +
                                    ")\r\n\r\n";
-        out.write(headers + yencEncodePart(data, spec, "random.bin") + "\r\n");
+        out.write(headers + yencEncodePart(data, part, "random.bin") + "\r\n");
     }
     return out.error() == QFileDevice::NoError;
 }
