@@ -1,0 +1,122 @@
+#pragma once
+
+// The streaming machinery behind decodeFile: a line reader and an output sink
+// with fixed buffers, and the three format decoders that run between them.
+
+#include "attachments/decoder.h"
+
+#include <QFile>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+class QIODevice;
+
+// A line, or a piece of a line longer than the reader's limit. `first` marks
+// the piece that starts a line, `last` the one that ends it; a whole line has
+// both. The line end (LF, or CR LF) is not part of the text. The text stays
+// valid until the next call of next().
+struct LinePiece {
+    std::string_view text;
+    bool first = true;
+    bool last = true;
+};
+
+class LineReader {
+public:
+    LineReader(QIODevice& device, qsizetype bufferSize, qsizetype maxLineLength);
+
+    bool next(LinePiece& piece);
+
+    // Between lines: the bytes already read from the start of the next line
+    // on, at most `limit` of them; empty while a line is half delivered.
+    // Decoders take whole lines from here in bulk and consume() them.
+    std::string_view buffered(std::size_t limit);
+    void consume(std::size_t bytes) { pos_ += qsizetype(bytes); }
+
+    // Called after each read with the bytes consumed so far; returning false
+    // stops the reader as if the input had ended.
+    std::function<bool(qint64 consumed)> onRead;
+
+    bool readFailed() const { return readFailed_; }
+    bool stopped() const { return stopped_; }
+
+private:
+    bool fill();
+    LinePiece deliverCarry(bool last);
+
+    QIODevice& device_;
+    std::unique_ptr<char[]> buffer_;
+    qsizetype capacity_;
+    qsizetype pos_ = 0;
+    qsizetype end_ = 0;
+    qint64 consumed_ = 0;
+    std::vector<char> carry_; // the start of a line that crosses a read
+    std::size_t maxLine_;
+    bool clearCarry_ = false;
+    bool midLine_ = false; // a piece of the current line has gone out
+    bool eof_ = false;
+    bool readFailed_ = false;
+    bool stopped_ = false;
+};
+
+// The output buffer holds at least this much, and a run of lines taken in
+// bulk is never longer than a quarter of it, so there is always room for
+// what a run decodes to.
+constexpr std::size_t kMinSinkCapacity = 256 * 1024;
+constexpr std::size_t kMaxRun = kMinSinkCapacity / 4;
+
+// Collects decoded bytes in one buffer and writes them in large blocks to a
+// temporary file beside the target, which finish() renames into place or
+// drops. Its name ends in ".tmp", so one left by a crash goes with the other
+// temporary files at the next start. No fsync: a decoded file can be fetched
+// again, and a forced flush of every download to disk would cost more than
+// the decoding.
+// The decoders write straight into the buffer: reserve(), then commit().
+class OutputSink {
+public:
+    explicit OutputSink(std::size_t bufferSize);
+    ~OutputSink();
+
+    bool open(const QString& path);
+    unsigned char* reserve(std::size_t bytes);
+    void commit(std::size_t bytes) { used_ += bytes; }
+    // Moves the write position; yEnc places each part at its own offset.
+    bool seek(qint64 position);
+    qint64 position() const { return flushedTo_ + qint64(used_); }
+    qint64 highWater() const { return std::max(highWater_, position()); }
+
+    // CRC32 of the bytes written since the last resetCrc(); only yEnc needs it.
+    void setCrcEnabled(bool enabled) { crcEnabled_ = enabled; }
+    void resetCrc();
+    std::uint32_t crc();
+
+    bool failed() const { return failed_; }
+    // Flushes and puts the file in place when `keep` is set, else drops it.
+    bool finish(bool keep);
+
+private:
+    bool flush();
+    void updateCrc();
+
+    QFile file_;
+    QString target_;
+    bool done_ = false;
+    std::unique_ptr<unsigned char[]> buffer_;
+    std::size_t capacity_;
+    std::size_t used_ = 0;
+    std::size_t crcFrom_ = 0;
+    std::uint32_t crc_ = 0;
+    qint64 flushedTo_ = 0; // file position of buffer_[0]
+    qint64 highWater_ = 0;
+    bool crcEnabled_ = false;
+    bool failed_ = false;
+};
+
+DecodeResult decodeUuStream(LineReader& reader, OutputSink& sink, bool allowYenc,
+                            DecodeOutcome& outcome);
+DecodeResult decodeBase64Stream(LineReader& reader, OutputSink& sink, DecodeOutcome& outcome);
+// `begin` is the "=ybegin" line when another decoder has already read it.
+DecodeResult decodeYencStream(LineReader& reader, OutputSink& sink, const LinePiece* begin,
+                              DecodeOutcome& outcome);

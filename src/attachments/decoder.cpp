@@ -1,0 +1,128 @@
+#include "attachments/decoder.h"
+
+#include <QThread>
+#include <algorithm>
+
+namespace {
+
+// Turns byte counts into at most `steps` distinct progress values, so a long
+// decode posts a few dozen events, not one per read.
+class ProgressSteps {
+public:
+    explicit ProgressSteps(int steps) : steps_(steps) {}
+    // The value to report, or -1 when it has not moved.
+    int advance(qint64 done, qint64 total) {
+        if (steps_ <= 0 || total <= 0) return -1;
+        const int value = int(std::min(done, total) * steps_ / total);
+        if (value == last_) return -1;
+        last_ = value;
+        return value;
+    }
+
+private:
+    int steps_;
+    int last_ = -1;
+};
+
+} // namespace
+
+Decoder::Decoder(QObject* parent) : QObject(parent) {}
+
+Decoder::~Decoder() {
+    if (worker_) {
+        cancel_ = true;
+        worker_->wait();
+        delete worker_;
+    }
+}
+
+void Decoder::setKeepDamaged(bool keep) {
+    keepDamaged_ = keep;
+}
+void Decoder::setSourcePath(const QString& path) {
+    sourcePath_ = path;
+}
+void Decoder::setTargetPath(const QString& path) {
+    targetPath_ = path;
+}
+void Decoder::setProgressSteps(int steps) {
+    progressSteps_ = steps;
+}
+void Decoder::setEncoding(const QString& name) {
+    encoding_ = encodingFromName(name);
+}
+
+void Decoder::setAction(int code) {
+    if (code == ActionDecode) start();
+}
+
+void Decoder::cancel() {
+    cancel_ = true;
+}
+
+DecodeOptions Decoder::runOptions() {
+    DecodeOptions options;
+    options.encoding = *encoding_;
+    options.readBufferSize = readBufferSize_;
+    options.keepDamaged = keepDamaged_;
+    options.cancel = &cancel_;
+    return options;
+}
+
+bool Decoder::start() {
+    if (worker_) return false;
+    cancel_ = false;
+    if (sourcePath_.isEmpty() || targetPath_.isEmpty() || !encoding_) {
+        DecodeOutcome bad;
+        bad.result = DecodeResult::BadSetup;
+        bad.detail = !encoding_ ? QStringLiteral("unknown encoding")
+                                : QStringLiteral("no source or target path");
+        finishRun(bad);
+        return true;
+    }
+    DecodeOptions options = runOptions();
+    const int maximum = progressSteps_;
+    if (!threaded_) {
+        options.progress = [this, steps = ProgressSteps(maximum), maximum](qint64 done,
+                                                                           qint64 total) mutable {
+            const int value = steps.advance(done, total);
+            if (value >= 0) emit progress(value, maximum);
+        };
+        finishRun(decodeFile(sourcePath_, targetPath_, options));
+        return true;
+    }
+    // The worker posts its progress to this object's thread; the events are
+    // dropped with the object if it goes first.
+    options.progress = [this, steps = ProgressSteps(maximum), maximum](qint64 done,
+                                                                       qint64 total) mutable {
+        const int value = steps.advance(done, total);
+        if (value >= 0)
+            QMetaObject::invokeMethod(
+                this, [this, value, maximum] { emit progress(value, maximum); },
+                Qt::QueuedConnection);
+    };
+    worker_ = QThread::create([this, options, in = sourcePath_, out = targetPath_] {
+        workerOutcome_ = decodeFile(in, out, options);
+    });
+    connect(worker_, &QThread::finished, this, &Decoder::onWorkerFinished, Qt::QueuedConnection);
+    worker_->start();
+    return true;
+}
+
+void Decoder::onWorkerFinished() {
+    if (!worker_) return;
+    worker_->wait();
+    delete worker_;
+    worker_ = nullptr;
+    finishRun(workerOutcome_);
+}
+
+void Decoder::finishRun(const DecodeOutcome& outcome) {
+    outcome_ = outcome;
+    if (outcome.result != DecodeResult::Ok) {
+        QString text = decodeResultText(outcome.result);
+        if (!outcome.detail.isEmpty()) text += QStringLiteral(": ") + outcome.detail;
+        emit failure(int(outcome.result), text);
+    }
+    emit end();
+}
