@@ -130,9 +130,10 @@ QVariant ListModel::data(const QModelIndex& index, int role) const {
 
 Qt::ItemFlags ListModel::flags(const QModelIndex& index) const {
     if (!index.isValid()) return Qt::ItemIsDropEnabled;
-    Qt::ItemFlags f = Qt::ItemIsSelectable | Qt::ItemIsDragEnabled | Qt::ItemNeverHasChildren;
-    if (enabled_) f |= Qt::ItemIsEnabled;
-    return f;
+    // A disabled list is disabled in its view; its rows stay enabled, since
+    // Qt drops disabled items from a selection and the selection is data here.
+    return Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemIsDragEnabled |
+           Qt::ItemNeverHasChildren;
 }
 
 QStringList ListModel::mimeTypes() const {
@@ -457,7 +458,6 @@ void ListModel::setEnabled(bool on) {
     if (enabled_ == on) return;
     enabled_ = on;
     emit flagsChanged();
-    if (count() > 0) emit dataChanged(index(0), index(count() - 1));
 }
 
 void ListModel::setVisible(bool on) {

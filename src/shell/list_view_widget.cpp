@@ -23,13 +23,22 @@ ListView::ListView(ListModel* model, QWidget* parent) : QListView(parent), model
             });
     // Changes made by the logic arrive in bursts; one pull per burst is enough.
     connect(model, &ListModel::selectionChanged, this, [this] {
-        if (syncing_ || pullQueued_) return;
-        pullQueued_ = true;
-        QTimer::singleShot(0, this, [this] {
-            pullQueued_ = false;
-            pullSelectionFromModel();
-        });
+        if (!syncing_) queuePull();
     });
+    // While rows come and go the view's selection is shifted by Qt and can be
+    // briefly wrong; the rows carry their own flags, so the view follows them
+    // afterwards instead of writing back half-updated state.
+    auto hold = [this] { ++structureChanges_; };
+    auto release = [this] {
+        --structureChanges_;
+        queuePull();
+    };
+    connect(model, &QAbstractItemModel::rowsAboutToBeRemoved, this, hold);
+    connect(model, &QAbstractItemModel::rowsRemoved, this, release);
+    connect(model, &QAbstractItemModel::rowsAboutToBeInserted, this, hold);
+    connect(model, &QAbstractItemModel::rowsInserted, this, release);
+    connect(model, &QAbstractItemModel::modelAboutToBeReset, this, hold);
+    connect(model, &QAbstractItemModel::modelReset, this, release);
     connect(model, &ListModel::currentChanged, this, [this](int row) {
         if (syncing_) return;
         syncing_ = true;
@@ -97,8 +106,17 @@ void ListView::mousePressEvent(QMouseEvent* e) {
     QListView::mousePressEvent(e);
 }
 
+void ListView::queuePull() {
+    if (pullQueued_) return;
+    pullQueued_ = true;
+    QTimer::singleShot(0, this, [this] {
+        pullQueued_ = false;
+        pullSelectionFromModel();
+    });
+}
+
 void ListView::pushSelectionToModel() {
-    if (syncing_) return;
+    if (syncing_ || structureChanges_ > 0) return;
     syncing_ = true;
     const QItemSelectionModel* sm = selectionModel();
     for (int i = 0; i < model_->count(); ++i)

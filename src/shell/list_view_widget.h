@@ -33,10 +33,12 @@ protected:
 private:
     void pushSelectionToModel();
     void pullSelectionFromModel();
+    void queuePull();
     void followFlags();
 
     ListModel* model_;
     bool syncing_ = false;
     bool pullQueued_ = false;
     bool dropTarget_ = false;
+    int structureChanges_ = 0;
 };
