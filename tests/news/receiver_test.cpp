@@ -1,0 +1,136 @@
+// The line receiver fed directly with document events, and the small text
+// routines of group and message rows.
+#include "fixtures/test_app.h"
+#include "news/group_list.h"
+#include "news/headers.h"
+#include "news/line_receiver.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const QString kMark = QString(QChar(0xFF));
+
+QStringList rows(const ListModel& l) {
+    QStringList out;
+    for (int i = 0; i < l.count(); ++i)
+        out << l.text(i);
+    return out;
+}
+
+TEST(GroupRows, FormsNamesAndCacheNames) {
+    EXPECT_EQ(groupRow("alt.a", 105, 100), kMark + "1alt.a (5)");
+    EXPECT_EQ(groupRow("alt.a", 7, 7), "alt.a (0)");
+    EXPECT_EQ(groupRow("alt.a", 3, 9), "alt.a (0)");
+
+    struct Case {
+        QString row, clean, callerAfter;
+    } cases[] = {
+        {kMark + "1alt.pics (12)", "alt.pics", "alt.pics "},
+        {"alt.pics (0)", "alt.pics", "alt.pics "},
+        {"  alt.pics  ", "alt.pics", "  alt.pics  "},
+        {kMark + "4alt.fav (news.x) ", "alt.fav", "alt.fav "},
+    };
+    for (Case c : cases) {
+        QString text = c.row;
+        EXPECT_EQ(cleanNewsGroup(text), c.clean);
+        EXPECT_EQ(text, c.callerAfter) << "the caller's text keeps its blanks";
+    }
+
+    EXPECT_EQ(GetServerName(kMark + "1alt.fav (news.one.test) (17)"), "news.one.test");
+    EXPECT_EQ(GetServerName("alt.fav (news.one.test"), "news.one.test");
+    EXPECT_EQ(GetServerName("no brackets"), "no brackets");
+
+    TestApp t;
+    t.app.CurrentServer = "news.example.com:119";
+    EXPECT_EQ(ServerCacheName(t.app), "news_example_com:119");
+    t.app.CurrentServer = "localhost";
+    EXPECT_EQ(ServerCacheName(t.app), "localhost");
+
+    EXPECT_EQ(leadingNumber("123abc"), 123);
+    EXPECT_EQ(leadingNumber("abc"), 0);
+    EXPECT_EQ(leadingNumber(""), 0);
+}
+
+TEST(GroupRows, JunkSubjectsAndTheBinariesFilter) {
+    for (const char* junk : {"1 Visit my site", "2 see x.HTM", "3 ~~ wow", "4 free!", "5 a--b"})
+        EXPECT_TRUE(IsJunkSubject(QString::fromLatin1(junk))) << junk;
+    for (const char* fine : {"1 holiday.jpg (1/3)", "2 \"a.png\" yEnc (01/10)", "3 -x- y"})
+        EXPECT_FALSE(IsJunkSubject(QString::fromLatin1(fine))) << fine;
+
+    TestApp t;
+    App& app = t.app;
+    for (const char* g : {"alt.text (0)",
+                          "\xFF"
+                          "1alt.binaries.a (3)",
+                          "comp.lang (0)", "alt.Binaries.b (0)"})
+        app.lstGroups.addItem(QString::fromLatin1(g));
+    RemoveNonBinary(app);
+    EXPECT_EQ(rows(app.lstGroups),
+              (QStringList{kMark + "1alt.binaries.a (3)", "alt.Binaries.b (0)"}));
+    EXPECT_TRUE(app.lstGroups.visible());
+    EXPECT_TRUE(app.lstGroups.redraw());
+
+    app.lstGroups.clear();
+    app.lstGroups.addItem("alt.text (0)");
+    RemoveNonBinary(app);
+    EXPECT_EQ(app.lstGroups.count(), 0);
+}
+
+TEST(Receiver, GroupLinesWholeOnlyWithProgressEveryHundredRows) {
+    TestApp t;
+    App& app = t.app;
+    app.TransferMode = 1;
+    QStringList progress;
+    QObject::connect(&app, &App::statusChanged, [&](int p) {
+        if (p == 2 && !app.statbar[2].isEmpty()) progress << app.statbar[2];
+    });
+    NNTP_Document(app, 1, {});
+    QByteArray all;
+    for (int i = 0; i < 250; ++i)
+        all += "g" + QByteArray::number(i) + " 2 1 y\r\n";
+    all += ".\r\n\r\n";
+    // Cut into 7-byte blocks: inside lines and between CR and LF.
+    for (qsizetype at = 0; at < all.size(); at += 7) {
+        app.TickCount = 99;
+        NNTP_Document(app, 3, all.mid(at, 7));
+        EXPECT_EQ(app.TickCount, 0);
+    }
+    NNTP_Document(app, 5, {});
+    ASSERT_EQ(app.lstGroups.count(), 250);
+    EXPECT_EQ(app.lstGroups.text(249), kMark + "1g249 (1)");
+    EXPECT_EQ(progress, (QStringList{"~100 Groups So Far", "~200 Groups So Far"}));
+    EXPECT_TRUE(app.GroupsDone);
+
+    // A begin throws away the rest of an aborted transfer.
+    app.LineBuffer = "half a li";
+    NNTP_Document(app, 1, {});
+    EXPECT_TRUE(app.LineBuffer.isEmpty());
+}
+
+TEST(Receiver, AfterAnErrorEventsAreNotReadButStillResetTheClock) {
+    TestApp t;
+    App& app = t.app;
+    app.TransferMode = 3;
+    app.HeaderField = "Subject";
+    NNTP_Document(app, 1, {});
+    NNTP_Document(app, 3, "1 first\r\n2 sec");
+    NNTP_Document(app, 4, {});
+    EXPECT_EQ(app.LastError, -1);
+    app.TickCount = 50;
+    NNTP_Document(app, 3, "ond\r\n3 third\r\n");
+    NNTP_Document(app, 5, {});
+    EXPECT_EQ(app.TickCount, 0);
+    EXPECT_EQ(rows(app.lstMessages), QStringList{"first"});
+    EXPECT_FALSE(app.HeadersDone);
+
+    // Mode 2 data resets the clock, its begin and end do not.
+    app.LastError = 0;
+    app.TransferMode = 2;
+    app.TickCount = 5;
+    NNTP_Document(app, 1, {});
+    NNTP_Document(app, 5, {});
+    EXPECT_EQ(app.TickCount, 5);
+}
+
+} // namespace
