@@ -301,13 +301,14 @@ void MainWindow::showProgress() {
 }
 
 void MainWindow::applyGeometry() {
+    // Position is the frame's, size the window's own: both are what Qt
+    // takes and gives back exactly, whenever the window manager adds its
+    // decoration.
     applying_ = true;
     const double k = pxPerTwip();
     if (app_.WindowState == 0 && (isMaximized() || isMinimized())) showNormal();
-    const QSize decoration = frameGeometry().size() - geometry().size();
     move(qRound(app_.FormLeft * k), qRound(app_.FormTop * k));
-    resize(std::max(1, qRound(app_.FormWidth * k) - decoration.width()),
-           std::max(1, qRound(app_.FormHeight * k) - decoration.height()));
+    resize(std::max(1, qRound(app_.FormWidth * k)), std::max(1, qRound(app_.FormHeight * k)));
     applying_ = false;
     layoutFrames();
 }
@@ -316,11 +317,13 @@ void MainWindow::readGeometry() {
     const double k = pxPerTwip();
     app_.WindowState = isMinimized() ? 1 : isMaximized() ? 2 : 0;
     // Maximised or minimised, the normal rectangle is the one worth keeping.
-    const QRect fg = isMaximized() || isMinimized() ? normalGeometry() : frameGeometry();
-    app_.FormLeft = fg.x() / k;
-    app_.FormTop = fg.y() / k;
-    app_.FormWidth = fg.width() / k;
-    app_.FormHeight = fg.height() / k;
+    const bool normal = app_.WindowState == 0;
+    const QPoint at = normal ? pos() : normalGeometry().topLeft();
+    const QSize size = normal ? this->size() : normalGeometry().size();
+    app_.FormLeft = at.x() / k;
+    app_.FormTop = at.y() / k;
+    app_.FormWidth = size.width() / k;
+    app_.FormHeight = size.height() / k;
 }
 
 void MainWindow::layoutFrames() {

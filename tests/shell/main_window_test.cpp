@@ -1,0 +1,114 @@
+// The main window offscreen: what it shows at startup, how it keeps its
+// size, and that closing it saves and a restart gives the same window back.
+#include "fixtures/test_app.h"
+#include "shell/main_window.h"
+#include "shell/menu_table.h"
+
+#include <QAction>
+#include <QGroupBox>
+#include <QLabel>
+#include <QMenuBar>
+#include <QToolBar>
+#include <gtest/gtest.h>
+
+namespace {
+
+struct Window : ::testing::Test {
+    TestApp t;
+    std::unique_ptr<MainWindow> window;
+
+    void open() {
+        window = std::make_unique<MainWindow>(t.app);
+        t.app.prompter = &t.prompter;
+        t.load();
+        window->applyGeometry();
+        window->show();
+    }
+};
+
+TEST_F(Window, ShowsEveryMenuTheToolbarThreePanelsAndTitledFrames) {
+    open();
+    QStringList top;
+    for (QAction* a : window->menuBar()->actions())
+        top << a->text();
+    EXPECT_EQ(top, (QStringList{"&File", "&Edit", "&Connection", "&Retreive", "&Post", "&Advanced",
+                                "&Help"}));
+
+    struct Item {
+        const char* control;
+        const char* caption;
+        const char* shortcut;
+        bool enabled;
+    } items[] = {
+        {"menuLoad", "&Load Favoites", "", true},
+        {"menuExit", "E&xit", "Ctrl+X", true},
+        {"menuFindNext", "Find &Next", "F3", true},
+        {"menuConnect", "&Connect to Server", "", true},
+        {"menuGroup", "&Groups", "F6", false},
+        {"menuDownloadAll", "&All Attachments", "F2", false},
+        {"menuRefreshG", "Refresh &Group List", "F8", false},
+        {"menuScanE", "in Se&lected Servers (add to Favories Exclusively)", "", true},
+        {"menuQuickHelp", "&Quick Help", "F1", true},
+    };
+    for (const Item& i : items) {
+        QAction* a = window->action(QLatin1String(i.control));
+        ASSERT_TRUE(a) << i.control;
+        EXPECT_EQ(a->text(), QLatin1String(i.caption));
+        EXPECT_EQ(a->shortcut().toString(), QLatin1String(i.shortcut)) << i.control;
+        EXPECT_EQ(a->isEnabled(), i.enabled) << i.control;
+    }
+    EXPECT_TRUE(window->action("menuPreview")->isChecked());
+    EXPECT_EQ(window->menuItems(51).size(), 2);
+
+    QStringList buttons;
+    for (int b = 1; b <= kToolbarButtons; ++b)
+        if (QAction* a = window->toolButton(b)) buttons << a->text();
+    EXPECT_EQ(buttons, (QStringList{"Setup", "Groups", "Stop", "Connect", "Download", "All", "View",
+                                    "Post", "Links"}));
+    EXPECT_FALSE(window->toolButton(13)->isEnabled()) << "no link page yet";
+
+    for (int p = 1; p <= 3; ++p)
+        EXPECT_TRUE(window->statusPanel(p)->isVisible());
+    EXPECT_EQ(window->frameBox(Frame::Favorites)->title(),
+              "Favorite Groups [ZanderfellFavorites] (0)");
+    EXPECT_EQ(window->frameBox(Frame::Groups)->title(), "Available Groups :  (0)");
+    EXPECT_EQ(window->frameBox(Frame::Files)->title(), "Decoded Files (0)");
+    EXPECT_EQ(window->frameBox(Frame::HTTP)->title(), "HTTP Addresses (0)");
+    EXPECT_EQ(window->frameBox(Frame::Preview)->title(), "Image Preview");
+    EXPECT_FALSE(window->frameBox(Frame::Messages)->isVisible());
+    EXPECT_EQ(window->windowTitle(), "Zanderfell! v2.5 () ");
+}
+
+TEST_F(Window, TooSmallSnapsBackAndClosingSavesTheGeometryForTheNextStart) {
+    open();
+    const double k = window->pxPerTwip();
+    window->resize(100, 100);
+    EXPECT_GE(t.app.FormWidth, 9000 - 1 / k);
+    EXPECT_GE(window->geometry().width(), qRound(9000 * k) - 1);
+    EXPECT_GE(window->geometry().height(), qRound(6000 * k) - 1);
+
+    window->move(qRound(300 * k / 15 * 15), qRound(200 * k / 15 * 15));
+    window->resize(qRound(12000 * k), qRound(8000 * k));
+    const QRect before = window->geometry();
+    const QPoint beforePos = window->pos();
+    window->close();
+    EXPECT_EQ(t.endProcessCalls, 1);
+    EXPECT_NEAR(t.setting("Width").toDouble() * k, before.width(), 1.5);
+    EXPECT_NEAR(t.setting("Height").toDouble() * k, before.height(), 1.5);
+
+    // A new start on the same settings comes back at the same place and size.
+    TestApp again;
+    for (const char* key : {"Width", "Height", "Top", "Left"})
+        again.setSetting(QLatin1String(key), t.setting(QLatin1String(key)));
+    MainWindow second(again.app);
+    again.app.prompter = &again.prompter;
+    again.load();
+    second.applyGeometry();
+    second.show();
+    EXPECT_NEAR(second.geometry().width(), before.width(), 1.5);
+    EXPECT_NEAR(second.geometry().height(), before.height(), 1.5);
+    EXPECT_NEAR(second.pos().x(), beforePos.x(), 1.5);
+    EXPECT_NEAR(second.pos().y(), beforePos.y(), 1.5);
+}
+
+} // namespace
