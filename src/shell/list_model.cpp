@@ -17,15 +17,6 @@ constexpr QChar kMark(0xFF);
 // Escapes only what would break the one-row-per-line form, so a person can
 // still read and edit the file: backslash, tab (the field separator), CR, LF.
 void appendEscaped(QString& out, QStringView s) {
-    // Most rows hold nothing to escape: take them whole.
-    const bool plain = std::none_of(s.begin(), s.end(), [](QChar c) {
-        const char16_t u = c.unicode();
-        return u == '\\' || u == '\t' || u == '\n' || u == '\r';
-    });
-    if (plain) {
-        out += s;
-        return;
-    }
     for (QChar c : s) {
         switch (c.unicode()) {
         case '\\':
@@ -310,24 +301,6 @@ int ListModel::find(const QString& what, FindMode mode, int start) const {
     for (int i = 0; i < start; ++i)
         if (matches(rows_[i].text)) return i;
     return -1;
-}
-
-QString ListModel::encodeRow(const ListRow& row) {
-    QString line;
-    encodeRowInto(line, row);
-    return line;
-}
-
-void ListModel::encodeRowInto(QString& line, const ListRow& row) {
-    appendEscaped(line, row.text);
-    if (!row.tag.isEmpty() || row.number != 0) {
-        line += u'\t';
-        appendEscaped(line, row.tag);
-    }
-    if (row.number != 0) {
-        line += u'\t';
-        line += QString::number(row.number);
-    }
 }
 
 ListRow ListModel::decodeRow(QStringView line) {

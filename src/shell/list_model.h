@@ -91,9 +91,7 @@ public:
     // layer, which owns the image list.
     static std::function<QVariant(int picture)> pictureProvider;
 
-    // File form of one row and back; exposed for the fuzz target and tests.
-    static QString encodeRow(const ListRow& row);
-    static void encodeRowInto(QString& line, const ListRow& row);
+    // One line of the file form back into a row; exposed for a fuzz target.
     static ListRow decodeRow(QStringView line);
 
 signals:
