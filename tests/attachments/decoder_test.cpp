@@ -120,69 +120,6 @@ protected:
 
 // ---------------------------------------------------------------- line level
 
-TEST(LineDecoders, UuLineAcceptsOnlyWellFormedDataLines) {
-    struct Case {
-        const char* line;
-        int result;
-        QByteArray bytes;
-    };
-    const Case cases[] = {
-        {"#0V%T", 3, "Cat"},    {"#0V%TX", 3, "Cat"}, // a trailing checksum character
-        {"`", 0, ""},                                 // the empty line before "end"
-        {"\"0V$", 2, "Ca"},                           // unpadded short group
-        {"#0V%TXX", -1, {}},                          // too long for its length character
-        {"#0V", -1, {}},                              // too short
-        {"#0v%t", -1, {}},                            // lower case is outside the alphabet
-        {"Subject: x", -1, {}},                       // a header between parts
-        {"", -1, {}},           {"end", -1, {}},
-    };
-    for (const Case& c : cases) {
-        unsigned char out[kUuLineCapacity];
-        const int n = uuDecodeLine(c.line, out);
-        EXPECT_EQ(n, c.result) << c.line;
-        if (n >= 0) {
-            EXPECT_EQ(QByteArray(reinterpret_cast<char*>(out), n), c.bytes) << c.line;
-        }
-    }
-    std::string_view name;
-    EXPECT_TRUE(isUuBeginLine("begin 644 my file.jpg", &name));
-    EXPECT_EQ(name, "my file.jpg");
-    EXPECT_FALSE(isUuBeginLine("begin the download"));
-    EXPECT_FALSE(isUuBeginLine("begin 644 "));
-    EXPECT_FALSE(isUuBeginLine("Subject: begin 644 x"));
-    EXPECT_TRUE(isUuEndLine("end  "));
-    EXPECT_FALSE(isUuEndLine("ending"));
-}
-
-TEST(LineDecoders, Base64LinesCarryStateAndStopAtPadding) {
-    auto run = [](Base64State& s, std::string_view line) {
-        unsigned char out[64];
-        const long n = base64DecodeLine(s, line, out);
-        return n < 0 ? QByteArray("<no>") : QByteArray(reinterpret_cast<char*>(out), n);
-    };
-    Base64State s;
-    EXPECT_EQ(run(s, "TW"), "");         // half a quad waits for the next line
-    EXPECT_EQ(run(s, "FuTW \r"), "Man"); // trailing blanks and CR are ignored
-    EXPECT_EQ(run(s, "Fu-"), "<no>");    // junk: nothing taken, state kept
-    EXPECT_EQ(run(s, "E="), "Ma");
-    EXPECT_TRUE(s.ended);
-    EXPECT_EQ(run(s, "TWFu"), "<no>"); // nothing after the padding
-
-    Base64State t;
-    EXPECT_EQ(run(t, "TQ==TWFu"), "<no>");
-    EXPECT_EQ(run(t, "===="), "<no>");
-    EXPECT_EQ(run(t, ""), "<no>");
-    EXPECT_EQ(run(t, "TWFuTQ=="), "ManM");
-    Base64State u;
-    EXPECT_EQ(run(u, "TWFuTWE"), "Man");
-    unsigned char rest[2];
-    EXPECT_EQ(base64Finish(u, rest), 2);
-    EXPECT_EQ(QByteArray(reinterpret_cast<char*>(rest), 2), "Ma");
-    Base64State v;
-    EXPECT_EQ(run(v, "TWFuT"), "Man");
-    EXPECT_EQ(base64Finish(v, rest), -1);
-}
-
 // The vector paths must agree with the plain meaning of yEnc on any mix of
 // escapes, CR and LF at any position and density, and on any split of the
 // input; the output buffer is exactly as long as the input.
@@ -284,56 +221,6 @@ TEST(LineDecoders, WideKernelsCheckEveryPosition) {
             ASSERT_EQ(base64DecodeLines(run, 76, out, written), valid ? run.size() : 77u);
         }
     }
-}
-
-TEST(LineDecoders, KeywordSearchAndCrcAgreeWithPlainLoops) {
-    std::mt19937 gen(8);
-    for (int round = 0; round < 2000; ++round) {
-        std::string text(gen() % 200, 'x');
-        for (char& c : text)
-            c = "\n=yx"[gen() % 4];
-        std::size_t expected = text.starts_with("=y") ? 0 : text.size();
-        for (std::size_t i = 0; expected == text.size() && i + 2 < text.size(); ++i)
-            if (text.compare(i, 3, "\n=y") == 0) expected = i + 1;
-        ASSERT_EQ(findYencKeywordLine(text), expected) << text;
-
-        const QByteArray data = randomBytes(gen() % 3000, unsigned(round));
-        const std::size_t offset = gen() % 4,
-                          size =
-                              std::size_t(std::max<qsizetype>(data.size() - qsizetype(offset), 0));
-        const auto* p = reinterpret_cast<const unsigned char*>(data.constData()) + offset;
-        const std::uint32_t start = round % 2 ? gen() : 0;
-        ASSERT_EQ(crc32Update(start, p, size),
-                  yencTestCrc32(QByteArrayView(data).sliced(qsizetype(
-                                    std::min<std::size_t>(offset, std::size_t(data.size())))),
-                                start))
-            << size;
-    }
-}
-
-TEST(LineDecoders, YencKeywordLines) {
-    auto b =
-        parseYencKeywordLine("=ybegin part=2 total=10 line=128 size=123456 name=My File (1).jpg ");
-    ASSERT_TRUE(b);
-    EXPECT_EQ(b->kind, YencKeywords::Kind::Begin);
-    EXPECT_EQ(b->part, 2);
-    EXPECT_EQ(b->total, 10);
-    EXPECT_EQ(b->size, 123456);
-    EXPECT_EQ(b->name, "My File (1).jpg");
-
-    auto e = parseYencKeywordLine("=yend size=100 part=2 pcrc32=0X1A2b3C4d crc32=ff");
-    ASSERT_TRUE(e);
-    EXPECT_EQ(e->kind, YencKeywords::Kind::End);
-    EXPECT_EQ(e->pcrc32, 0x1a2b3c4du);
-    EXPECT_EQ(e->crc32, 0xffu);
-
-    auto bad = parseYencKeywordLine("=ypart begin=99999999999999999999 end=-5 pcrc32=123456789");
-    ASSERT_TRUE(bad);
-    EXPECT_FALSE(bad->begin);
-    EXPECT_FALSE(bad->end);
-    EXPECT_FALSE(bad->pcrc32);
-    EXPECT_FALSE(parseYencKeywordLine("=ybeginning"));
-    EXPECT_FALSE(parseYencKeywordLine("=yfoo bar=1"));
 }
 
 // ---------------------------------------------------------------- uuencode
@@ -632,33 +519,6 @@ TEST_F(DecoderTest, ControlRunsTheSixStepsInBothModes) {
         EXPECT_EQ(f.readAll(), data);
         // Made like any new file of the user's, not private like a temporary.
         EXPECT_EQ(f.permissions(), QFile::permissions(path("in.tmp")));
-    }
-}
-
-TEST_F(DecoderTest, ControlReportsFailureThenEnd) {
-    QByteArray post = yencEncodeSingle(randomBytes(1000, 18), "f.bin");
-    corruptYencData(post);
-    writeFile("in.tmp", post);
-    for (bool threaded : {false, true}) {
-        Decoder d;
-        d.setThreaded(threaded);
-        EventLog log;
-        log.attach(d);
-        QSignalSpy ended(&d, &Decoder::end);
-        d.setSourcePath(path("in.tmp"));
-        d.setTargetPath(path("f.bin"));
-        d.setEncoding("x-yenc");
-        d.start();
-        if (threaded) {
-            ASSERT_TRUE(ended.wait(60000));
-        }
-        EXPECT_EQ(log.events, (QStringList{"failure 3", "end"}));
-        EXPECT_FALSE(QFile::exists(path("f.bin")));
-
-        log.events.clear();
-        d.setEncoding("x-binhex");
-        d.start(); // refused at once, even in threaded mode
-        EXPECT_EQ(log.events, (QStringList{"failure 7", "end"}));
     }
 }
 

@@ -298,28 +298,6 @@ TEST_F(NntpControlTest, ArticleDeliversHeaderLinesAndBody) {
     EXPECT_FALSE(nntp.busy());
 }
 
-TEST_F(NntpControlTest, HandlersThatRunTheEventQueueStillGetEveryBlockInOrder) {
-    QList<QByteArray> blocks{"215 list follows\r\n"};
-    QByteArray expected;
-    for (int k = 0; k < 60; ++k) {
-        const QByteArray line = "group." + QByteArray::number(k) + " 10 1 y\r\n";
-        expected += line;
-        blocks << line.left(7) << line.mid(7);
-    }
-    greet();
-    // The close comes while the client is still busy with the blocks.
-    server.expect("LIST").sendBlocks(blocks, 0).drop();
-    // Like the line receiver: the queue runs inside every data event.
-    rec.onData = [] { QCoreApplication::processEvents(); };
-    open();
-    ASSERT_TRUE(nntp.listGroups());
-    ASSERT_TRUE(pump([&] { return documentOver(); }));
-    EXPECT_EQ(rec.data, expected);
-    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data",
-                                       QStringLiteral("error %1").arg(NntpError::ConnectionClosed),
-                                       "doc-error"}));
-}
-
 // ------------------------------------------------------ header ranges
 
 TEST_F(NntpControlTest, HeadersFallBackToHdrAndRememberThatXhdrIsMissing) {
@@ -378,16 +356,6 @@ TEST_F(NntpControlTest, HeadersComeFromTheOverviewWhenXhdrAndHdrAreMissing) {
     EXPECT_EQ(server.connectionCount(), 2);
 }
 
-TEST_F(NntpControlTest, EmptyRangeIsAnEmptyListingNotAnError) {
-    greet();
-    server.expect("XHDR Subject 50-60").send("423 no articles in that range\r\n");
-    open();
-    ASSERT_TRUE(nntp.getHeaders("Subject", "50", "60"));
-    ASSERT_TRUE(pump([&] { return documentOver(); }));
-    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "end"}));
-    EXPECT_FALSE(nntp.busy());
-}
-
 // ------------------------------------------------------------- failures
 
 TEST_F(NntpControlTest, ErrorReplyRaisesItsCodeThenDocumentErrorAndKeepsTheConnection) {
@@ -430,40 +398,7 @@ TEST_F(NntpControlTest, ConnectionDroppedMidListRaisesErrorAndCloses) {
     EXPECT_FALSE(nntp.busy());
 }
 
-TEST_F(NntpControlTest, RequestsAreRefusedWhileClosedOrBusy) {
-    EXPECT_FALSE(nntp.listGroups());
-    ASSERT_TRUE(pump([&] { return !rec.events.isEmpty(); }));
-    EXPECT_EQ(rec.events, QStringList{QStringLiteral("error %1").arg(NntpError::InvalidState)});
-
-    greet();
-    server.expect("LIST").send("215 list follows\r\n").silence();
-    rec.clear();
-    open();
-    EXPECT_FALSE(nntp.selectGroup("two words"));
-    ASSERT_TRUE(nntp.listGroups());
-    EXPECT_FALSE(nntp.getArticle(1));
-    EXPECT_FALSE(nntp.connectTo(server.address()));
-    ASSERT_TRUE(pump([&] { return rec.events.size() >= 3 && server.received().size() >= 2; }));
-    EXPECT_TRUE(rec.has(QStringLiteral("error %1").arg(NntpError::BadArgument)));
-    EXPECT_TRUE(rec.has(QStringLiteral("error %1").arg(NntpError::Busy)));
-    EXPECT_TRUE(rec.has(QStringLiteral("error %1").arg(NntpError::InvalidState)));
-    EXPECT_EQ(server.received(), (QList<QByteArray>{"MODE READER", "LIST"}));
-}
-
 // ------------------------------------------------------------ closing
-
-TEST_F(NntpControlTest, QuitSendsQuitAndClosesWithoutError) {
-    greet();
-    server.expect("QUIT").send("205 bye\r\n");
-    open();
-    ASSERT_TRUE(nntp.quit());
-    EXPECT_EQ(nntp.state(), "Disconnecting");
-    EXPECT_TRUE(nntp.busy());
-    ASSERT_TRUE(pump([&] { return isClosed(); }));
-    EXPECT_TRUE(rec.errorTexts.isEmpty());
-    EXPECT_FALSE(nntp.busy());
-    EXPECT_FALSE(nntp.quit()); // nothing left to quit
-}
 
 TEST_F(NntpControlTest, QuitFailsWhileARequestRunsAndCancelAbandonsIt) {
     greet();

@@ -7,18 +7,6 @@
 
 namespace {
 
-void expectRect(const QRectF& r, double left, double top, double width, double height,
-                const char* what) {
-    EXPECT_DOUBLE_EQ(r.left(), left) << what;
-    EXPECT_DOUBLE_EQ(r.top(), top) << what;
-    EXPECT_DOUBLE_EQ(r.width(), width) << what;
-    EXPECT_DOUBLE_EQ(r.height(), height) << what;
-}
-
-double bottom(const QRectF& r) {
-    return r.top() + r.height();
-}
-
 struct Geometry {
     double left, top, width, height;
 };
@@ -89,65 +77,6 @@ TEST(Layout, ResizingWhileMinimisedChangesNothing) {
         EXPECT_EQ(f.rect, QRectF(1, 2, 3, 4));
     EXPECT_EQ(app.statbarWidths, (std::array<double, 4>{0, 7, 8, 9}));
     EXPECT_EQ(geometry.count(), 0);
-}
-
-TEST(Layout, FramesOfA12000By9000Window) {
-    App app;
-    app.FormLeft = 500;
-    app.FormTop = 500;
-    app.FormWidth = 12000;
-    app.FormHeight = 9000;
-    Form_Resize(app);
-    const double W = 12000, H = 9000;
-
-    // First band.
-    const double favW = W * 0.8, favH = H * 0.2; // 9600, 1800
-    expectRect(app.frame(Frame::Favorites).rect, 10, 630, favW, favH, "frameFavorites");
-    expectRect(app.frame(Frame::Favorites).listRect, 100, 300, favW - 200, favH - 350,
-               "lstFavorites");
-    const double prevW = W - (favW + 190); // 2210
-    expectRect(app.frame(Frame::Preview).rect, 10 + favW + 25, 630, prevW, favH, "framePreview");
-    expectRect(app.frame(Frame::Preview).listRect, 100, 250, prevW - 200, favH - 350, "Picture1");
-
-    // Second band: groups and messages share one place.
-    const double band2Top = 630 + favH + 25; // 2455
-    const double band2W = W - 150, band2H = H * 0.35;
-    for (Frame f : {Frame::Messages, Frame::Groups}) {
-        expectRect(app.frame(f).rect, 10, band2Top, band2W, band2H, "second band");
-        expectRect(app.frame(f).listRect, 100, 300, band2W - 200, band2H - 400, "second list");
-    }
-
-    // Third band keeps its designed height.
-    const QRectF prog = app.frame(Frame::Prog).rect;
-    const double progH = prog.height();
-    EXPECT_GT(progH, 0);
-    expectRect(prog, 1, band2Top + band2H, band2W, progH, "frameProg");
-    EXPECT_DOUBLE_EQ(app.frame(Frame::Prog).listRect.left(), 100);
-    EXPECT_DOUBLE_EQ(app.frame(Frame::Prog).listRect.width(), band2W - 200);
-
-    // Fourth band fills the rest.
-    const double band4Top = band2Top + band2H + progH;
-    const double band4H = H - (band4Top + 1100);
-    const double filesW = W * 0.35; // 4200
-    expectRect(app.frame(Frame::Files).rect, 10, band4Top, filesW, band4H, "frameFiles");
-    expectRect(app.frame(Frame::Files).listRect, 100, 200, filesW - 200, band4H - 250, "lstFiles");
-    const double httpW = W - (10 + filesW + 150); // 7640
-    expectRect(app.frame(Frame::HTTP).rect, 10 + filesW + 25, band4Top, httpW, band4H, "frameHTTP");
-    expectRect(app.frame(Frame::HTTP).listRect, 100, 200, httpW - 200, band4H - 250, "lstHTTP");
-    EXPECT_DOUBLE_EQ(bottom(app.frame(Frame::Files).rect), H - 1100);
-}
-
-TEST(Layout, StatusPanelWidths) {
-    for (auto [W, p1, p2] : {std::tuple{12000.0, 5362.0, 4342.0}, {9000.0, 3682.0, 2962.0}}) {
-        App app;
-        app.FormLeft = app.FormTop = 500;
-        app.FormWidth = W;
-        app.FormHeight = 9000;
-        Form_Resize(app);
-        EXPECT_DOUBLE_EQ(app.statbarWidths[1], p1) << W;
-        EXPECT_DOUBLE_EQ(app.statbarWidths[2], p2) << W;
-        EXPECT_DOUBLE_EQ(app.statbarWidths[3], 1800) << W;
-    }
 }
 
 // ---- titles ----

@@ -206,16 +206,6 @@ TEST(ListModel, SaveAndLoadGiveBackEveryRowExactly) {
     EXPECT_EQ(lines[3], "back\\\\slash");
 }
 
-TEST(ListModel, SavingAnEmptyListLoadsAsEmpty) {
-    QTemporaryDir dir;
-    ListModel list;
-    ASSERT_TRUE(list.save(dir.filePath("empty.txt")));
-    ListModel back;
-    back.addItem("old");
-    ASSERT_TRUE(back.load(dir.filePath("empty.txt")));
-    EXPECT_EQ(back.count(), 0);
-}
-
 TEST(ListModel, LoadsAFileEditedByHandWithCrLfLineEnds) {
     QTemporaryDir dir;
     const QString file = dir.filePath("edited.txt");

@@ -150,21 +150,6 @@ TEST(Settings, WhatSaveSettingsWritesLoadSettingsGivesBack) {
     EXPECT_EQ(b.lstFavorites.text(0), "alt.test news.example.net");
 }
 
-TEST(Settings, StoredFormOfFlagsVersionAndPassword) {
-    TestApp t;
-    t.load();
-    t.app.BinariesOnly = true;
-    t.app.SaveHTTP = false;
-    t.app.Password = "s3cret pass";
-    SaveSettings(t.app);
-    EXPECT_EQ(t.setting("BinariesOnly").toString(), "1");
-    EXPECT_EQ(t.setting("SaveHTTP").toString(), "0");
-    EXPECT_EQ(t.setting("Version").toString(), "2.5");
-    EXPECT_EQ(t.setting("Password").toString(), "s3cret pass");
-    EXPECT_EQ(t.setting("Timeout").toString(), "30");
-    EXPECT_FALSE(t.hasSetting("LastFind")) << "written by the find window alone";
-}
-
 TEST(Settings, ANumberThatCannotBeReadKeepsThePreviousValue) {
     struct Case {
         const char* stored;
@@ -250,14 +235,6 @@ TEST(Settings, AStoredDownloadDirectoryThatIsGoneFallsBackToAppPath) {
     EXPECT_EQ(t.app.FavoritesFile, t.app.AppPath + "ZanderfellFavorites.fav");
     SaveSettings(t.app);
     EXPECT_EQ(t.setting("DestDir").toString(), t.app.AppPath);
-}
-
-TEST(Settings, AStoredDownloadDirectoryGetsItsTrailingSeparator) {
-    TestApp t;
-    ASSERT_TRUE(QDir().mkpath(t.path("files")));
-    t.setSetting("DestDir", t.path("files"));
-    t.load();
-    EXPECT_EQ(t.app.DestDir, t.path("files") + "/");
 }
 
 } // namespace

@@ -95,42 +95,6 @@ TEST(Waits, AWaitAcrossTheWrapCountsOnAndEnds) {
 
 // ---- menu and toolbar gating ----
 
-TEST(Gating, MenuItemsStartEnabledOrDisabledAsDesigned) {
-    App app;
-    const std::set<int> disabled = {4, 5, 9, 8, 10, 52, 53, 11, 33, 39, 40, 42, 43, 44, 35, 36};
-    const std::set<int> enabled = {51, 2,  15, 30, 31, 6,  32, 34, 47,
-                                   48, 41, 46, 45, 37, 38, 49, 50};
-    std::set<int> numbered;
-    for (auto it = app.menuEnabled.cbegin(); it != app.menuEnabled.cend(); ++it) {
-        numbered.insert(it.key());
-        EXPECT_EQ(it.value(), enabled.count(it.key()) == 1) << "item " << it.key();
-    }
-    std::set<int> all = disabled;
-    all.insert(enabled.begin(), enabled.end());
-    EXPECT_EQ(numbered, all);
-
-    for (int b : {4, 5, 8, 9, 10, 11, 13})
-        EXPECT_FALSE(app.toolbar[b].enabled) << "button " << b;
-    for (int b : {2, 6})
-        EXPECT_TRUE(app.toolbar[b].enabled) << "button " << b;
-    EXPECT_TRUE(app.menuPreviewChecked);
-    EXPECT_EQ(app.menuConnectCaption, "&Connect to Server");
-}
-
-TEST(Gating, ToolbarButtonsCarryTheirCaptionsAndDistinctImages) {
-    App app;
-    const std::pair<int, const char*> buttons[] = {
-        {2, "Setup"}, {4, "Groups"}, {5, "Stop"},  {6, "Connect"}, {8, "Download"},
-        {9, "All"},   {10, "View"},  {11, "Post"}, {13, "Links"},
-    };
-    std::set<int> images;
-    for (auto [number, caption] : buttons) {
-        EXPECT_EQ(app.toolbar[number].caption, caption) << "button " << number;
-        images.insert(app.toolbar[number].image);
-    }
-    EXPECT_EQ(images.size(), std::size(buttons));
-}
-
 TEST(Gating, MenuOnOffSwitchesEachScopeInItsOrder) {
     const std::pair<const char*, std::vector<int>> scopes[] = {
         {"CG", {39, 35, 11, 43}},
@@ -160,22 +124,6 @@ TEST(Gating, MenuOnOffSwitchesEachScopeInItsOrder) {
     }
 }
 
-TEST(Gating, MenuOnOffWithAnUnknownCodeDoesNothing) {
-    for (const char* code : {"", "XX", "C", "CGX"}) {
-        App app;
-        const auto menusBefore = app.menuEnabled;
-        const auto buttonsBefore = toolbarEnabled(app);
-        QSignalSpy menus(&app, &App::menuChanged);
-        QSignalSpy repaints(&app, &App::toolbarRepaint);
-        MenuOnOff(app, code, true);
-        MenuOnOff(app, code, false);
-        EXPECT_EQ(app.menuEnabled, menusBefore) << '"' << code << '"';
-        EXPECT_EQ(toolbarEnabled(app), buttonsBefore) << '"' << code << '"';
-        EXPECT_EQ(menus.count(), 0);
-        EXPECT_EQ(repaints.count(), 0);
-    }
-}
-
 TEST(Gating, SetMenuItemBelow30SwitchesTheToolbarButtonOfTheSameNumber) {
     for (int item : {2, 4, 5, 6, 8, 9, 10, 11}) {
         for (bool on : {false, true}) {
@@ -192,34 +140,6 @@ TEST(Gating, SetMenuItemBelow30SwitchesTheToolbarButtonOfTheSameNumber) {
             EXPECT_EQ(repaints.count(), 1) << item;
         }
     }
-}
-
-TEST(Gating, SetMenuItemFrom30OnLeavesTheToolbarAlone) {
-    for (int item : {30, 31, 32, 47, 50, 51, 52, 53}) {
-        App app;
-        const auto buttonsBefore = toolbarEnabled(app);
-        QSignalSpy menus(&app, &App::menuChanged);
-        QSignalSpy buttons(&app, &App::toolbarChanged);
-        QSignalSpy repaints(&app, &App::toolbarRepaint);
-        SetMenuItem(app, item, false);
-        EXPECT_FALSE(app.menuEnabled.value(item, true)) << item;
-        SetMenuItem(app, item, true);
-        EXPECT_TRUE(app.menuEnabled.value(item, false)) << item;
-        EXPECT_EQ(spiedNumbers(menus), (std::vector<int>{item, item}));
-        EXPECT_EQ(toolbarEnabled(app), buttonsBefore) << item;
-        EXPECT_EQ(buttons.count(), 0) << item;
-        EXPECT_EQ(repaints.count(), 0) << item;
-    }
-}
-
-TEST(Gating, SetMenuItem15HasNoButtonButRepaintsTheToolbar) {
-    App app;
-    const auto buttonsBefore = toolbarEnabled(app);
-    QSignalSpy repaints(&app, &App::toolbarRepaint);
-    SetMenuItem(app, 15, false);
-    EXPECT_FALSE(app.menuEnabled.value(15, true));
-    EXPECT_EQ(toolbarEnabled(app), buttonsBefore);
-    EXPECT_EQ(repaints.count(), 1);
 }
 
 TEST(Gating, SetMenuItemWithANumberNoItemHasChangesNothingButBelow30Repaints) {
@@ -336,17 +256,6 @@ TEST(TempFiles, KillTempFilesRemovesAllOrOnlyOurOwn) {
             EXPECT_TRUE(QFileInfo::exists(t.path(dir + "Cache/1.tmp")));
         }
     }
-}
-
-TEST(TempFiles, StartupRemovesTheTemporaryFilesOfAnEarlierRun) {
-    TestApp t;
-    ASSERT_TRUE(t.writeFile("300000.tmp"));
-    ASSERT_TRUE(t.writeFile("Download/alt.test.tmp"));
-    ASSERT_TRUE(t.writeFile("Download/picture.jpg"));
-    t.load();
-    EXPECT_FALSE(QFileInfo::exists(t.path("300000.tmp")));
-    EXPECT_FALSE(QFileInfo::exists(t.path("Download/alt.test.tmp")));
-    EXPECT_TRUE(QFileInfo::exists(t.path("Download/picture.jpg")));
 }
 
 // ---- startup ----
