@@ -49,6 +49,13 @@ QList<QByteArray> splitLines(const QByteArray& text) {
     return lines;
 }
 
+QByteArray joinLines(const QList<QByteArray>& lines, qsizetype from, qsizetype to) {
+    QByteArray s;
+    for (qsizetype i = from; i < to; ++i)
+        s += lines[i] + "\n";
+    return s;
+}
+
 QByteArray crlf(QByteArray text) {
     return text.replace("\r\n", "\n").replace("\n", "\r\n");
 }
@@ -223,79 +230,64 @@ TEST(LineDecoders, WideKernelsCheckEveryPosition) {
     }
 }
 
-// ---------------------------------------------------------------- uuencode
+// ---------------------------------------------------------------- uuencode and base64
 
-TEST_F(DecoderTest, UuencodeMatchesReferenceEncoderAtEveryLineLength) {
+// Sizes on both sides of a full uu line (45 bytes) and base64 line (57).
+TEST_F(DecoderTest, ReferenceEncodingsDecodeByteForByte) {
     REQUIRE_TOOL("uuencode");
-    for (qsizetype size : {0, 1, 2, 3, 44, 45, 46, 90, 1000, 70000}) {
+    REQUIRE_TOOL("base64");
+    for (qsizetype size : {0, 1, 2, 3, 44, 45, 46, 56, 57, 58, 90, 4096, 70000, 100001}) {
         const QByteArray data = randomBytes(size, unsigned(size));
-        const QByteArray encoded = runTool("uuencode", {"%f", "remote.bin"}, data);
-        ASSERT_FALSE(encoded.isEmpty());
+        const QByteArray uu = runTool("uuencode", {"%f", "remote.bin"}, data);
         DecodeOutcome o;
-        const QByteArray out = decode(headers(1, 1) + "some text\r\n" + encoded + "-- \r\nsig\r\n",
-                                      Encoding::Uuencode, &o);
+        EXPECT_EQ(
+            decode(headers(1, 1) + "some text\r\n" + uu + "-- \r\nsig\r\n", Encoding::Uuencode, &o),
+            data)
+            << size;
         EXPECT_EQ(o.result, DecodeResult::Ok) << size;
-        EXPECT_EQ(out, data) << size;
         EXPECT_EQ(o.name, "remote.bin");
+        if (size == 0) continue; // base64 of nothing is no data at all
+        // Base64 stops at the MIME boundary, whatever follows it.
+        const QByteArray b64 = runTool("base64", {"-w", "76", "%f"}, data);
+        EXPECT_EQ(decode("\r\nbegin\r\n" + b64 + "\r\n--=_boundary_42--\r\n\r\nThanks\r\n" +
+                             headers(2, 2) + "QUJD\r\n",
+                         Encoding::Base64, &o),
+                  data)
+            << size;
+        EXPECT_EQ(o.result, DecodeResult::Ok) << size;
     }
 }
 
-// The headers of parts 2 and 3 stand between the data lines; the last part is
-// cut behind "end" as the download does.
-TEST_F(DecoderTest, UuencodeThreePartsWithHeadersBetween) {
+// The headers of later parts stand between the data lines; the last uu part
+// is cut behind "end" as the download does.
+TEST_F(DecoderTest, PartsWithHeadersAndStrayTextBetween) {
     REQUIRE_TOOL("uuencode");
+    REQUIRE_TOOL("base64");
     const QByteArray data = randomBytes(100000, 3);
-    const QList<QByteArray> lines = splitLines(runTool("uuencode", {"%f", "pic.jpg"}, data));
-    const qsizetype cut1 = lines.size() * 37 / 100, cut2 = lines.size() * 78 / 100;
-    auto join = [&](qsizetype from, qsizetype to) {
-        QByteArray s;
-        for (qsizetype i = from; i < to; ++i)
-            s += lines[i] + "\n";
-        return s;
-    };
-    QByteArray last = headers(3, 3) + join(cut2, lines.size()) + "\r\nposted with care\r\n";
+    const QList<QByteArray> uu = splitLines(runTool("uuencode", {"%f", "pic.jpg"}, data));
+    const qsizetype cut1 = uu.size() * 37 / 100, cut2 = uu.size() * 78 / 100;
+    QByteArray last = headers(3, 3) + joinLines(uu, cut2, uu.size()) + "\r\nposted with care\r\n";
     last.truncate(last.indexOf("\r\nend") + 5);
-    const QByteArray input = tempFileOf({headers(1, 3) + "Here it is:\r\n\r\n" + join(0, cut1),
-                                         headers(2, 3) + join(cut1, cut2), last});
     DecodeOutcome o;
-    EXPECT_EQ(decode(input, Encoding::Uuencode, &o), data);
+    EXPECT_EQ(decode(tempFileOf({headers(1, 3) + "Here it is:\r\n\r\n" + joinLines(uu, 0, cut1),
+                                 headers(2, 3) + joinLines(uu, cut1, cut2), last}),
+                     Encoding::Uuencode, &o),
+              data);
     EXPECT_EQ(o.result, DecodeResult::Ok);
-
     // Without its last part the data never reaches "end".
-    EXPECT_TRUE(
-        decode(tempFileOf({headers(1, 3) + join(0, cut2)}), Encoding::Uuencode, &o).isNull());
+    EXPECT_TRUE(decode(tempFileOf({headers(1, 3) + joinLines(uu, 0, cut2)}), Encoding::Uuencode, &o)
+                    .isNull());
     EXPECT_EQ(o.result, DecodeResult::Incomplete);
     EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(",").toStdString();
-}
 
-// ---------------------------------------------------------------- base64
-
-TEST_F(DecoderTest, Base64StopsAtTheMimeBoundary) {
-    REQUIRE_TOOL("base64");
-    for (qsizetype size : {1, 2, 3, 56, 57, 58, 4096, 100001}) {
-        const QByteArray data = randomBytes(size, unsigned(size));
-        const QByteArray body = runTool("base64", {"-w", "76", "%f"}, data);
-        const QByteArray input = "\r\nbegin\r\n" + body +
-                                 "\r\n--=_boundary_42--\r\n\r\nThanks\r\nTest\r\n" + headers(2, 2) +
-                                 "QUJD\r\n";
-        DecodeOutcome o;
-        EXPECT_EQ(decode(input, Encoding::Base64, &o), data) << size;
-        EXPECT_EQ(o.result, DecodeResult::Ok) << size;
-    }
-}
-
-TEST_F(DecoderTest, Base64PartsWithHeadersAndStrayTextBetween) {
-    REQUIRE_TOOL("base64");
-    const QByteArray data = randomBytes(50000, 9);
-    const QList<QByteArray> lines = splitLines(runTool("base64", {"-w", "76", "%f"}, data));
-    const qsizetype cut = lines.size() * 2 / 5;
-    QByteArray first, second;
-    for (qsizetype i = 0; i < lines.size(); ++i)
-        (i < cut ? first : second) += lines[i] + "\n";
-    const QByteArray input =
-        tempFileOf({first, headers(2, 2) + "Thanks\r\n" + second + "\r\n--b--\r\nepilogue\r\n"});
-    EXPECT_EQ(decode(input, Encoding::Base64), data);
-    DecodeOutcome o;
+    const QList<QByteArray> b64 = splitLines(runTool("base64", {"-w", "76", "%f"}, data));
+    const qsizetype cut = b64.size() * 2 / 5;
+    EXPECT_EQ(decode(tempFileOf({joinLines(b64, 0, cut), headers(2, 2) + "Thanks\r\n" +
+                                                             joinLines(b64, cut, b64.size()) +
+                                                             "\r\n--b--\r\nepilogue\r\n"}),
+                     Encoding::Base64, &o),
+              data);
+    EXPECT_EQ(o.result, DecodeResult::Ok);
     EXPECT_TRUE(decode(headers(1, 1) + "no data here\r\n", Encoding::Base64, &o).isNull());
     EXPECT_EQ(o.result, DecodeResult::NoBinaryData);
 }

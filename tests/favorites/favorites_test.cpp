@@ -11,8 +11,6 @@
 
 namespace {
 
-const QString kMark = QString(QChar(0xFF));
-
 struct Favorites : ::testing::Test {
     TestApp t;
     App& app = t.app;
@@ -20,27 +18,22 @@ struct Favorites : ::testing::Test {
         t.load();
         app.CurrentServer = "news.one.test";
     }
-    QStringList rows() const {
-        QStringList out;
-        for (int i = 0; i < app.lstFavorites.count(); ++i)
-            out << app.lstFavorites.text(i);
-        return out;
-    }
+    QStringList rows() const { return texts(app.lstFavorites); }
 };
 
 TEST_F(Favorites, DropsMakeOneRowPerGroupAndServerInTheirForms) {
-    lstFavorites_Drop(app, kMark + "1alt.binaries.pics (5)");
+    lstFavorites_Drop(app, mark(1) + "alt.binaries.pics (5)");
     lstFavorites_Drop(app, "alt.empty (0)"); // no mark: the form without count
     lstFavorites_Drop(app, "alt.plain");
-    lstFavorites_Drop(app, kMark + "1alt.binaries.pics (5)"); // again: nothing new
+    lstFavorites_Drop(app, mark(1) + "alt.binaries.pics (5)"); // again: nothing new
     app.CurrentServer = "news.two.test";
-    lstFavorites_Drop(app, kMark + "1alt.binaries.pics (5)"); // other server: a row of its own
+    lstFavorites_Drop(app, mark(1) + "alt.binaries.pics (5)"); // other server: a row of its own
     lstFavorites_Drop(app, "");
 
-    EXPECT_EQ(rows(), (QStringList{kMark + "1alt.binaries.pics (news.one.test) (5)",
-                                   kMark + "4alt.empty (news.one.test) ",
-                                   kMark + "4alt.plain (news.one.test) ",
-                                   kMark + "1alt.binaries.pics (news.two.test) (5)"}));
+    EXPECT_EQ(rows(), (QStringList{mark(1) + "alt.binaries.pics (news.one.test) (5)",
+                                   mark(4) + "alt.empty (news.one.test) ",
+                                   mark(4) + "alt.plain (news.one.test) ",
+                                   mark(1) + "alt.binaries.pics (news.two.test) (5)"}));
     EXPECT_EQ(app.lstFavorites.picture(0), 12);
     // Saved at once, and the title counts the rows.
     ListModel onDisk;
@@ -62,8 +55,8 @@ TEST_F(Favorites, DeleteRemovesTheSelectedRowsAndSelectsTheFirst) {
     app.lstFavorites.setSelected(1, true);
     app.lstFavorites.setSelected(2, true);
     lstFavorites_DeleteSelected(app);
-    EXPECT_EQ(rows(),
-              (QStringList{kMark + "4a.one (news.one.test) ", kMark + "4a.four (news.one.test) "}));
+    EXPECT_EQ(rows(), (QStringList{mark(4) + "a.one (news.one.test) ",
+                                   mark(4) + "a.four (news.one.test) "}));
     EXPECT_TRUE(app.lstFavorites.selected(0));
     EXPECT_EQ(app.lstFavorites.listIndex(), 0);
 
@@ -125,21 +118,21 @@ TEST_F(Favorites, NewSaveAndLoadFollowTheOverwriteAnswerAndTheTitle) {
 
 TEST_F(Favorites, MarkersWriteCountsFailuresAndPostingRightIntoRows) {
     lstFavorites_Drop(app, "alt.pics");
-    app.lstGroups.addItem(kMark + "1alt.pics (40)");
+    app.lstGroups.addItem(mark(1) + "alt.pics (40)");
     app.lstGroups.addItem("alt.pics.d (0)");
 
     updateGroupMarkerNFavs(app, " alt.pics ", 17);
-    EXPECT_EQ(rows(), QStringList{kMark + "1alt.pics (news.one.test) (17)"});
-    EXPECT_EQ(app.lstGroups.text(0), kMark + "1alt.pics (17)");
+    EXPECT_EQ(rows(), QStringList{mark(1) + "alt.pics (news.one.test) (17)"});
+    EXPECT_EQ(app.lstGroups.text(0), mark(1) + "alt.pics (17)");
 
     app.LastError = -1;
     updateGroupMarkerNFavs(app, "alt.pics", 17);
-    EXPECT_EQ(rows(), QStringList{kMark + "2alt.pics (news.one.test)"});
-    EXPECT_EQ(app.lstGroups.text(0), kMark + "2alt.pics");
+    EXPECT_EQ(rows(), QStringList{mark(2) + "alt.pics (news.one.test)"});
+    EXPECT_EQ(app.lstGroups.text(0), mark(2) + "alt.pics");
 
     app.LastError = 0;
     updateGroupMarkerNFavs(app, "alt.pics", 0);
-    EXPECT_EQ(rows(), QStringList{kMark + "4alt.pics (news.one.test) (0)"});
+    EXPECT_EQ(rows(), QStringList{mark(4) + "alt.pics (news.one.test) (0)"});
     EXPECT_EQ(app.lstGroups.text(0), "alt.pics (0)");
 
     // The server row learns count and posting right; a New row keeps its question marks.

@@ -17,10 +17,10 @@ const QString kCertificate = QStringLiteral(ZANDERFELL_FIXTURES_DIR "/tls/server
 const QString kKey = QStringLiteral(ZANDERFELL_FIXTURES_DIR "/tls/server.key");
 
 // Writes down every event of the control in order: errors as "error <code>",
-// documents as "begin", "headers", "data" (consecutive data events once),
+// documents as "begin", "headers", "data" (a run of data events once),
 // "doc-error", "end", logins as "auth?", "auth ok", "auth refused", groups as
-// "group <name> <first> <last> <count>". State events add the pair of texts
-// to pairs whenever it changed.
+// "group <name> <first> <last> <count>". pairs collects each new pair of
+// link and session state texts.
 struct Recorder {
     explicit Recorder(NntpControl& control) : nntp(control) {
         QObject::connect(&nntp, &NntpControl::error, &nntp, [this](int code, const QString& text) {
@@ -30,33 +30,16 @@ struct Recorder {
         });
         QObject::connect(&nntp, &NntpControl::stateChanged, &nntp, [this] { notePair(); });
         QObject::connect(&nntp, &NntpControl::protocolStateChanged, &nntp, [this] { notePair(); });
-        QObject::connect(&nntp, &NntpControl::document, &nntp,
-                         [this](int state, const QByteArray& block) {
-                             switch (state) {
-                             case NntpControl::DocumentBegin:
-                                 events << QStringLiteral("begin");
-                                 break;
-                             case NntpControl::DocumentHeaders:
-                                 events << QStringLiteral("headers");
-                                 statusLine = block;
-                                 break;
-                             case NntpControl::DocumentData:
-                                 if (events.isEmpty() || events.last() != QLatin1String("data"))
-                                     events << QStringLiteral("data");
-                                 data += block;
-                                 if (onData) onData();
-                                 break;
-                             case NntpControl::DocumentError:
-                                 events << QStringLiteral("doc-error");
-                                 break;
-                             case NntpControl::DocumentEnd:
-                                 events << QStringLiteral("end");
-                                 break;
-                             default:
-                                 events << QStringLiteral("doc %1").arg(state);
-                                 break;
-                             }
-                         });
+        QObject::connect(
+            &nntp, &NntpControl::document, &nntp, [this](int state, const QByteArray& block) {
+                static const char* const names[] = {"?",    "begin",     "headers",
+                                                    "data", "doc-error", "end"};
+                const QString name = state >= 1 && state <= 5 ? QString(names[state])
+                                                              : QStringLiteral("doc %1").arg(state);
+                if (state == NntpControl::DocumentHeaders) statusLine = block;
+                if (state == NntpControl::DocumentData) data += block;
+                if (name != "data" || events.value(events.size() - 1) != name) events << name;
+            });
         QObject::connect(&nntp, &NntpControl::authenticateRequest, &nntp,
                          [this](QString& u, QString& p) {
                              events << QStringLiteral("auth?");
@@ -89,19 +72,16 @@ struct Recorder {
     }
 
     NntpControl& nntp;
-    QStringList events;
-    QStringList errorTexts;
-    QStringList pairs;
-    QByteArray data;
-    QByteArray statusLine;
-    QString user;
-    QString pass;
+    QStringList events, errorTexts, pairs;
+    QByteArray data, statusLine;
+    QString user, pass;
     std::function<void(int)> onError;
-    std::function<void()> onData;
 };
 
-bool pump(const std::function<bool()>& condition) {
-    return ScriptedNntpServer::pumpUntil(condition);
+const QStringList kWholeDocument = {"begin", "headers", "data", "end"};
+
+bool pump(const std::function<bool()>& condition, int limitMs = 10000) {
+    return ScriptedNntpServer::pumpUntil(condition, limitMs);
 }
 
 class NntpControlTest : public ::testing::Test {
@@ -121,11 +101,15 @@ protected:
     bool isClosed() const {
         return nntp.state() == "Disconnected" && nntp.protocolState() == "Base";
     }
-    bool documentOver() const { return rec.has("end") || rec.has("doc-error"); }
-    void open() {
-        ASSERT_TRUE(nntp.connectTo(server.address()));
+    void open(const QString& address = QString()) {
+        ASSERT_TRUE(nntp.connectTo(address.isEmpty() ? server.address() : address));
         ASSERT_TRUE(pump([&] { return isOpen() && !nntp.busy(); }))
-            << rec.events.join(", ").toStdString();
+            << rec.events.join(", ").toStdString() << rec.errorTexts.join('\n').toStdString();
+    }
+    // Starts a request afresh and runs it until its document is over.
+    void fetch(bool started) {
+        ASSERT_TRUE(started);
+        ASSERT_TRUE(pump([&] { return rec.has("end") || rec.has("doc-error"); }));
     }
 
     ScriptedNntpServer server;
@@ -142,44 +126,39 @@ TEST_F(NntpControlTest, ConnectSendsModeReaderAndOpensOnlyAfterItsReply) {
     ASSERT_TRUE(pump([&] { return isOpen(); }));
     EXPECT_FALSE(nntp.busy());
     EXPECT_EQ(server.received(), QList<QByteArray>{"MODE READER"});
-    EXPECT_TRUE(server.scriptDone());
     // The transport is up before the server has answered MODE READER, but
     // only the reply makes the pair the open one.
     ASSERT_GE(rec.pairs.size(), 2);
-    EXPECT_EQ(rec.pairs.last(), "Connected/Transaction");
-    EXPECT_EQ(rec.pairs.at(rec.pairs.size() - 2), "Connected/Authorization");
+    EXPECT_EQ(rec.pairs.mid(rec.pairs.size() - 2),
+              (QStringList{"Connected/Authorization", "Connected/Transaction"}));
     EXPECT_EQ(rec.pairs.count("Connected/Transaction"), 1);
     EXPECT_TRUE(rec.errorTexts.isEmpty());
 }
 
 TEST(NntpControlPosting, GreetingAndModeReaderDecidePostingAllowed) {
-    struct Case {
-        const char* greeting;
-        const char* modeReply;
-        bool posting;
-    } cases[] = {
+    // MODE READER has the last word; a server without it keeps the greeting's.
+    const std::tuple<const char*, const char*, bool> cases[] = {
         {"200 ok\r\n", "200 posting ok\r\n", true},
         {"201 no posting\r\n", "201 no posting\r\n", false},
-        {"200 ok\r\n", "201 reader, no posting\r\n", false}, // MODE READER has the last word
+        {"200 ok\r\n", "201 reader, no posting\r\n", false},
         {"201 no posting\r\n", "200 posting ok\r\n", true},
-        {"200 ok\r\n", "500 what is MODE?\r\n",
-         true}, // a server without MODE READER keeps the greeting
+        {"200 ok\r\n", "500 what is MODE?\r\n", true},
         {"201 no posting\r\n", "500 what is MODE?\r\n", false},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(c.greeting) + " / " + c.modeReply);
+    for (const auto& [greeting, modeReply, posting] : cases) {
+        SCOPED_TRACE(std::string(greeting) + " / " + modeReply);
         ScriptedNntpServer server;
         ASSERT_TRUE(server.listen());
-        server.send(c.greeting).expect("MODE READER").send(c.modeReply);
+        server.send(greeting).expect("MODE READER").send(modeReply);
         NntpControl nntp;
         ASSERT_TRUE(nntp.connectTo(server.address()));
         ASSERT_TRUE(pump([&] { return nntp.protocolState() == "Transaction" && !nntp.busy(); }));
-        EXPECT_EQ(nntp.postingAllowed(), c.posting);
+        EXPECT_EQ(nntp.postingAllowed(), posting);
         EXPECT_TRUE(server.errors().isEmpty());
     }
 }
 
-TEST_F(NntpControlTest, RefusingGreetingRaisesItsCodeAndCloses) {
+TEST_F(NntpControlTest, RefusingGreetingOrNobodyListeningRaisesTheCodeAndCloses) {
     server.send("502 you have no permission to talk\r\n").silence();
     ASSERT_TRUE(nntp.connectTo(server.address()));
     ASSERT_TRUE(pump([&] { return rec.has("error 502"); }));
@@ -187,14 +166,14 @@ TEST_F(NntpControlTest, RefusingGreetingRaisesItsCodeAndCloses) {
     EXPECT_TRUE(isClosed());
     EXPECT_FALSE(nntp.busy());
     EXPECT_EQ(rec.pairs.last(), "Disconnected/Base");
-}
 
-TEST_F(NntpControlTest, NobodyListeningRaisesConnectionRefused) {
+    rec.clear();
     const QString address = server.address();
     server.close();
     ASSERT_TRUE(nntp.connectTo(address));
     ASSERT_TRUE(pump([&] { return !rec.errorTexts.isEmpty(); }));
-    EXPECT_EQ(rec.events.value(0), QStringLiteral("error %1").arg(NntpError::ConnectionRefused));
+    EXPECT_EQ(rec.events,
+              QStringList{QStringLiteral("error %1").arg(NntpError::ConnectionRefused)});
     EXPECT_TRUE(isClosed());
 }
 
@@ -206,8 +185,7 @@ TEST_F(NntpControlTest, LoginAskedByModeReaderSendsUserAndPassThenOpens) {
     server.expect("AUTHINFO PASS s3cret").send("281 welcome\r\n");
     rec.user = "bob";
     rec.pass = "s3cret";
-    ASSERT_TRUE(nntp.connectTo(server.address()));
-    ASSERT_TRUE(pump([&] { return isOpen() && !nntp.busy(); }));
+    open();
     EXPECT_EQ(rec.events, (QStringList{"auth?", "auth ok"}));
     EXPECT_TRUE(nntp.postingAllowed()); // from the greeting; MODE READER never said otherwise
     EXPECT_TRUE(server.scriptDone());
@@ -215,11 +193,11 @@ TEST_F(NntpControlTest, LoginAskedByModeReaderSendsUserAndPassThenOpens) {
 
 TEST_F(NntpControlTest, RefusedLoginRaises1014JustBeforeTheOutcome) {
     greet("200 ok\r\n", "480 authentication required\r\n");
+    // Empty texts from the handler still go out as the two commands.
     server.expect("AUTHINFO USER ").send("381 password please\r\n");
     server.expect("AUTHINFO PASS ").send("481 authentication rejected\r\n").silence();
     ASSERT_TRUE(nntp.connectTo(server.address()));
     ASSERT_TRUE(pump([&] { return rec.has("auth refused"); }));
-    // Empty texts from the handler still go out as the two commands.
     EXPECT_EQ(rec.events, (QStringList{"auth?", "error 1014", "auth refused"}));
     EXPECT_TRUE(rec.errorTexts.value(0).contains("481 authentication rejected"));
     EXPECT_NE(nntp.protocolState(), "Transaction");
@@ -235,9 +213,8 @@ TEST_F(NntpControlTest, CommandAnswered480LogsInAndSendsTheCommandAgain) {
     rec.user = "ann";
     rec.pass = "pw";
     open();
-    ASSERT_TRUE(nntp.listGroups());
-    ASSERT_TRUE(pump([&] { return documentOver(); }));
-    EXPECT_EQ(rec.events, (QStringList{"auth?", "auth ok", "begin", "headers", "data", "end"}));
+    fetch(nntp.listGroups());
+    EXPECT_EQ(rec.events, (QStringList{"auth?", "auth ok"} + kWholeDocument));
     EXPECT_EQ(rec.data, QByteArray("alt.test 3 1 y\r\n"));
 }
 
@@ -252,8 +229,8 @@ TEST_F(NntpControlTest, ListLinesSurviveBlocksCutInsideLinesAndTerminator) {
     open();
     ASSERT_TRUE(nntp.listGroups());
     EXPECT_TRUE(nntp.busy());
-    ASSERT_TRUE(pump([&] { return documentOver(); }));
-    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data", "end"}));
+    fetch(true);
+    EXPECT_EQ(rec.events, kWholeDocument);
     EXPECT_EQ(rec.statusLine, QByteArray("215 Newsgroups follow"));
     EXPECT_EQ(rec.data, QByteArray("alt.binaries.pictures 120 100 y\r\ncomp.lang.c 5 5 n\r\n"));
     EXPECT_FALSE(nntp.busy());
@@ -264,37 +241,16 @@ TEST_F(NntpControlTest, ListLinesSurviveBlocksCutInsideLinesAndTerminator) {
     EXPECT_EQ(rec.events, QStringList{"group alt.binaries.pictures 100 120 20"});
 }
 
-TEST_F(NntpControlTest, DotStuffingIsUndoneWhenTheDotsStraddleBlocks) {
+TEST_F(NntpControlTest, ArticleIsUnstuffedWhenTheDotsStraddleBlocks) {
     greet();
     server.expect("ARTICLE 7")
         .sendBlocks({"220 7 <a@b> article\r\nSubject: dots\r\n\r\n.", ".starts with dot\r\n.",
                      ".\r\n..", ".\r\nlast\r\n.", "\r\n"});
     open();
-    ASSERT_TRUE(nntp.getArticle(7));
-    ASSERT_TRUE(pump([&] { return documentOver(); }));
-    EXPECT_EQ(rec.events.last(), "end");
+    fetch(nntp.getArticle(7));
+    EXPECT_EQ(rec.events, kWholeDocument);
+    EXPECT_EQ(rec.statusLine, QByteArray("220 7 <a@b> article"));
     EXPECT_EQ(rec.data, QByteArray("Subject: dots\r\n\r\n.starts with dot\r\n.\r\n..\r\nlast\r\n"));
-}
-
-TEST_F(NntpControlTest, ArticleDeliversHeaderLinesAndBody) {
-    const QByteArray article = "Path: news!not-for-mail\r\n"
-                               "From: poster@example.com\r\n"
-                               "Subject: picture (1/1)\r\n"
-                               "Message-ID: <42@example.com>\r\n"
-                               "\r\n"
-                               "begin 644 pic.jpg\r\n"
-                               "M86)C\r\n"
-                               "`\r\n"
-                               "end\r\n";
-    greet();
-    server.expect("ARTICLE 42")
-        .send("220 42 <42@example.com> article follows\r\n" + article + ".\r\n");
-    open();
-    ASSERT_TRUE(nntp.getArticle(42));
-    ASSERT_TRUE(pump([&] { return documentOver(); }));
-    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data", "end"}));
-    EXPECT_EQ(rec.statusLine, QByteArray("220 42 <42@example.com> article follows"));
-    EXPECT_EQ(rec.data, article);
     EXPECT_FALSE(nntp.busy());
 }
 
@@ -306,14 +262,12 @@ TEST_F(NntpControlTest, HeadersFallBackToHdrAndRememberThatXhdrIsMissing) {
     server.expect("HDR Subject 1-3").send("225 headers follow\r\n1 first\r\n3 third\r\n.\r\n");
     server.expect("HDR From 4-").send("225 headers follow\r\n4 ann@example.com\r\n.\r\n");
     open();
-    ASSERT_TRUE(nntp.getHeaders("Subject", "1", "3"));
-    ASSERT_TRUE(pump([&] { return documentOver(); }));
-    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data", "end"}));
+    fetch(nntp.getHeaders("Subject", "1", "3"));
+    EXPECT_EQ(rec.events, kWholeDocument);
     EXPECT_EQ(rec.data, QByteArray("1 first\r\n3 third\r\n"));
 
     rec.clear();
-    ASSERT_TRUE(nntp.getHeaders("From", "4", ""));
-    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    fetch(nntp.getHeaders("From", "4", ""));
     EXPECT_EQ(rec.data, QByteArray("4 ann@example.com\r\n"));
     EXPECT_TRUE(server.scriptDone());
 }
@@ -327,17 +281,15 @@ TEST_F(NntpControlTest, HeadersComeFromTheOverviewWhenXhdrAndHdrAreMissing) {
                      "ond\tbob@x\td\t<2@x>\t\t10\t1\r\n.\r\n"});
     server.expect("XOVER 4-5").send("224 overview follows\r\n4\tfourth\tcid@x\r\n.\r\n");
     // A new connection starts without the knowledge of the old one.
-    server.send("200 ready\r\n").expect("MODE READER").send("200 ok\r\n");
+    greet();
     server.expect("XHDR Subject 1-1").send("221 follows\r\n1 first post\r\n.\r\n");
     open();
-    ASSERT_TRUE(nntp.getHeaders("Subject", "1", "3"));
-    ASSERT_TRUE(pump([&] { return documentOver(); }));
-    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data", "end"}));
+    fetch(nntp.getHeaders("Subject", "1", "3"));
+    EXPECT_EQ(rec.events, kWholeDocument);
     EXPECT_EQ(rec.data, QByteArray("1 first post\r\n2 second\r\n"));
 
     rec.clear();
-    ASSERT_TRUE(nntp.getHeaders("From", "4", "5"));
-    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    fetch(nntp.getHeaders("From", "4", "5"));
     EXPECT_EQ(rec.data, QByteArray("4 cid@x\r\n"));
 
     // Path is not in the overview: nothing left to ask.
@@ -350,8 +302,7 @@ TEST_F(NntpControlTest, HeadersComeFromTheOverviewWhenXhdrAndHdrAreMissing) {
     ASSERT_TRUE(pump([&] { return !server.clientConnected(); }));
     rec.clear();
     open();
-    ASSERT_TRUE(nntp.getHeaders("Subject", "1", "1"));
-    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    fetch(nntp.getHeaders("Subject", "1", "1"));
     EXPECT_EQ(rec.data, QByteArray("1 first post\r\n"));
     EXPECT_EQ(server.connectionCount(), 2);
 }
@@ -363,8 +314,7 @@ TEST_F(NntpControlTest, ErrorReplyRaisesItsCodeThenDocumentErrorAndKeepsTheConne
     server.expect("GROUP no.such.group").send("411 no such group\r\n");
     server.expect("GROUP alt.test").send("211 42 100 141 alt.test\r\n");
     open();
-    ASSERT_TRUE(nntp.selectGroup("no.such.group"));
-    ASSERT_TRUE(pump([&] { return rec.has("doc-error"); }));
+    fetch(nntp.selectGroup("no.such.group"));
     EXPECT_EQ(rec.events, (QStringList{"error 411", "doc-error"}));
     EXPECT_EQ(rec.errorTexts.value(0), "411 no such group");
     EXPECT_TRUE(isOpen());
@@ -386,8 +336,7 @@ TEST_F(NntpControlTest, ConnectionDroppedMidListRaisesErrorAndCloses) {
         if (!quitAccepted) nntp.cancel();
     };
     open();
-    ASSERT_TRUE(nntp.listGroups());
-    ASSERT_TRUE(pump([&] { return rec.has("doc-error"); }));
+    fetch(nntp.listGroups());
     EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data",
                                        QStringLiteral("error %1").arg(NntpError::ConnectionClosed),
                                        "doc-error"}));
@@ -412,7 +361,7 @@ TEST_F(NntpControlTest, QuitFailsWhileARequestRunsAndCancelAbandonsIt) {
     EXPECT_FALSE(nntp.busy());
     EXPECT_EQ(rec.pairs.last(), "Disconnected/Base");
     // Cancelling is the caller's own decision: no error, no document event.
-    ScriptedNntpServer::pumpUntil([] { return false; }, 100);
+    pump([] { return false; }, 100);
     EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data"}));
 }
 
@@ -455,12 +404,9 @@ TEST_F(NntpControlTlsTest, TrustedCertificateConnectsAndCarriesAList) {
     nntp.setExtraCaCertificates(ca);
     greet();
     server.expect("LIST").sendBlocks({"215 list follows\r\nalt.tls 2 1 y\r\n.", "\r\n"});
-    ASSERT_TRUE(nntp.connectTo(tlsAddress()));
-    ASSERT_TRUE(pump([&] { return isOpen() && !nntp.busy(); }))
-        << rec.errorTexts.join('\n').toStdString();
+    open(tlsAddress());
     EXPECT_TRUE(rec.pairs.contains("Negotiating/Base"));
-    ASSERT_TRUE(nntp.listGroups());
-    ASSERT_TRUE(pump([&] { return documentOver(); }));
+    fetch(nntp.listGroups());
     EXPECT_EQ(rec.data, QByteArray("alt.tls 2 1 y\r\n"));
     EXPECT_TRUE(rec.errorTexts.isEmpty());
 }

@@ -9,27 +9,18 @@
 
 namespace {
 
-const QString kMark = QString(QChar(0xFF));
-
-QStringList rows(const ListModel& l) {
-    QStringList out;
-    for (int i = 0; i < l.count(); ++i)
-        out << l.text(i);
-    return out;
-}
-
 TEST(GroupRows, FormsNamesAndCacheNames) {
-    EXPECT_EQ(groupRow("alt.a", 105, 100), kMark + "1alt.a (5)");
+    EXPECT_EQ(groupRow("alt.a", 105, 100), mark(1) + "alt.a (5)");
     EXPECT_EQ(groupRow("alt.a", 7, 7), "alt.a (0)");
     EXPECT_EQ(groupRow("alt.a", 3, 9), "alt.a (0)");
 
     struct Case {
         QString row, clean, callerAfter;
     } cases[] = {
-        {kMark + "1alt.pics (12)", "alt.pics", "alt.pics "},
+        {mark(1) + "alt.pics (12)", "alt.pics", "alt.pics "},
         {"alt.pics (0)", "alt.pics", "alt.pics "},
         {"  alt.pics  ", "alt.pics", "  alt.pics  "},
-        {kMark + "4alt.fav (news.x) ", "alt.fav", "alt.fav "},
+        {mark(4) + "alt.fav (news.x) ", "alt.fav", "alt.fav "},
     };
     for (Case c : cases) {
         QString text = c.row;
@@ -37,7 +28,7 @@ TEST(GroupRows, FormsNamesAndCacheNames) {
         EXPECT_EQ(text, c.callerAfter) << "the caller's text keeps its blanks";
     }
 
-    EXPECT_EQ(GetServerName(kMark + "1alt.fav (news.one.test) (17)"), "news.one.test");
+    EXPECT_EQ(GetServerName(mark(1) + "alt.fav (news.one.test) (17)"), "news.one.test");
     EXPECT_EQ(GetServerName("alt.fav (news.one.test"), "news.one.test");
     EXPECT_EQ(GetServerName("no brackets"), "no brackets");
 
@@ -60,14 +51,12 @@ TEST(GroupRows, JunkSubjectsAndTheBinariesFilter) {
 
     TestApp t;
     App& app = t.app;
-    for (const char* g : {"alt.text (0)",
-                          "\xFF"
-                          "1alt.binaries.a (3)",
-                          "comp.lang (0)", "alt.Binaries.b (0)"})
-        app.lstGroups.addItem(QString::fromLatin1(g));
+    for (const QString& g : {QString("alt.text (0)"), mark(1) + "alt.binaries.a (3)",
+                             QString("comp.lang (0)"), QString("alt.Binaries.b (0)")})
+        app.lstGroups.addItem(g);
     RemoveNonBinary(app);
-    EXPECT_EQ(rows(app.lstGroups),
-              (QStringList{kMark + "1alt.binaries.a (3)", "alt.Binaries.b (0)"}));
+    EXPECT_EQ(texts(app.lstGroups),
+              (QStringList{mark(1) + "alt.binaries.a (3)", "alt.Binaries.b (0)"}));
     EXPECT_TRUE(app.lstGroups.visible());
     EXPECT_TRUE(app.lstGroups.redraw());
 
@@ -98,7 +87,7 @@ TEST(Receiver, GroupLinesWholeOnlyWithProgressEveryHundredRows) {
     }
     NNTP_Document(app, 5, {});
     ASSERT_EQ(app.lstGroups.count(), 250);
-    EXPECT_EQ(app.lstGroups.text(249), kMark + "1g249 (1)");
+    EXPECT_EQ(app.lstGroups.text(249), mark(1) + "g249 (1)");
     EXPECT_EQ(progress, (QStringList{"~100 Groups So Far", "~200 Groups So Far"}));
     EXPECT_TRUE(app.GroupsDone);
 
@@ -121,7 +110,7 @@ TEST(Receiver, AfterAnErrorEventsAreNotReadButStillResetTheClock) {
     NNTP_Document(app, 3, "ond\r\n3 third\r\n");
     NNTP_Document(app, 5, {});
     EXPECT_EQ(app.TickCount, 0);
-    EXPECT_EQ(rows(app.lstMessages), QStringList{"first"});
+    EXPECT_EQ(texts(app.lstMessages), QStringList{"first"});
     EXPECT_FALSE(app.HeadersDone);
 
     // Mode 2 data resets the clock, its begin and end do not.

@@ -26,37 +26,18 @@ struct Window : ::testing::Test {
     }
 };
 
-TEST_F(Window, ShowsEveryMenuTheToolbarThreePanelsAndTitledFrames) {
+// Samples of the menu table as the window shows it: a shortcut, an item the
+// startup gating disabled, a checked one, an item in two menus.
+TEST_F(Window, ShowsMenusToolbarPanelsAndTitledFramesAtStartup) {
     open();
     QStringList top;
     for (QAction* a : window->menuBar()->actions())
         top << a->text();
     EXPECT_EQ(top, (QStringList{"&File", "&Edit", "&Connection", "&Retreive", "&Post", "&Advanced",
                                 "&Help"}));
-
-    struct Item {
-        const char* control;
-        const char* caption;
-        const char* shortcut;
-        bool enabled;
-    } items[] = {
-        {"menuLoad", "&Load Favoites", "", true},
-        {"menuExit", "E&xit", "Ctrl+X", true},
-        {"menuFindNext", "Find &Next", "F3", true},
-        {"menuConnect", "&Connect to Server", "", true},
-        {"menuGroup", "&Groups", "F6", false},
-        {"menuDownloadAll", "&All Attachments", "F2", false},
-        {"menuRefreshG", "Refresh &Group List", "F8", false},
-        {"menuScanE", "in Se&lected Servers (add to Favories Exclusively)", "", true},
-        {"menuQuickHelp", "&Quick Help", "F1", true},
-    };
-    for (const Item& i : items) {
-        QAction* a = window->action(QLatin1String(i.control));
-        ASSERT_TRUE(a) << i.control;
-        EXPECT_EQ(a->text(), QLatin1String(i.caption));
-        EXPECT_EQ(a->shortcut().toString(), QLatin1String(i.shortcut)) << i.control;
-        EXPECT_EQ(a->isEnabled(), i.enabled) << i.control;
-    }
+    EXPECT_EQ(window->action("menuExit")->shortcut().toString(), "Ctrl+X");
+    EXPECT_FALSE(window->action("menuGroup")->isEnabled());
+    EXPECT_TRUE(window->action("menuConnect")->isEnabled());
     EXPECT_TRUE(window->action("menuPreview")->isChecked());
     EXPECT_EQ(window->menuItems(51).size(), 2);
 
@@ -71,10 +52,6 @@ TEST_F(Window, ShowsEveryMenuTheToolbarThreePanelsAndTitledFrames) {
         EXPECT_TRUE(window->statusPanel(p)->isVisible());
     EXPECT_EQ(window->frameBox(Frame::Favorites)->title(),
               "Favorite Groups [ZanderfellFavorites] (0)");
-    EXPECT_EQ(window->frameBox(Frame::Groups)->title(), "Available Groups :  (0)");
-    EXPECT_EQ(window->frameBox(Frame::Files)->title(), "Decoded Files (0)");
-    EXPECT_EQ(window->frameBox(Frame::HTTP)->title(), "HTTP Addresses (0)");
-    EXPECT_EQ(window->frameBox(Frame::Preview)->title(), "Image Preview");
     EXPECT_FALSE(window->frameBox(Frame::Messages)->isVisible());
     EXPECT_EQ(window->windowTitle(), "Zanderfell! v2.5 () ");
 }
