@@ -374,17 +374,20 @@ TEST_F(DecoderTest, YencEscapeAtLineEnd) {
 
 // ---------------------------------------------------------------- robustness
 
-TEST_F(DecoderTest, TinyReadBuffersGiveTheSameBytes) {
+// Read buffers of a few bytes cut every line and escape somewhere; lines over
+// the line limit come in pieces, and pieces after the first are no lines of
+// their own even when they look like a begin line or a data line.
+TEST_F(DecoderTest, ReadBufferSizeAndLineLimitDoNotChangeTheBytes) {
     const QByteArray data = randomBytes(6000, 13);
     const QList<QByteArray> parts = yencEncodeParts(data, {2500, 1, 3499}, "b.bin", 61);
     const QByteArray yenc =
         tempFileOf({headers(1, 3) + parts[0], headers(2, 3) + parts[1], parts[2]});
     const QByteArray uu = runTool("uuencode", {"%f", "b.bin"}, data);
     const QByteArray b64 = runTool("base64", {"-w", "76", "%f"}, data);
+    DecodeOptions options;
+    DecodeOutcome o;
     for (int size = 1; size <= 7; ++size) {
-        DecodeOptions options;
         options.readBufferSize = size;
-        DecodeOutcome o;
         EXPECT_EQ(decode(yenc, Encoding::Yenc, &o, options), data) << size;
         EXPECT_EQ(o.result, DecodeResult::Ok) << size;
         if (!uu.isEmpty()) {
@@ -396,33 +399,24 @@ TEST_F(DecoderTest, TinyReadBuffersGiveTheSameBytes) {
                 << size;
         }
     }
-}
 
-TEST_F(DecoderTest, HugeLinesAreHandledInPieces) {
-    const QByteArray data = randomBytes(20000, 14);
     const QByteArray junk(300 * 1024, 'x');
-    // A junk line bigger than the line limit, and yEnc data lines longer than
-    // it: the data arrives in pieces with escapes across their edges.
-    const QList<QByteArray> parts = yencEncodeParts(data, {9000, 11000}, "h.bin", 5000);
-    DecodeOptions options;
+    const QList<QByteArray> longLines = yencEncodeParts(data, {2000, 4000}, "h.bin", 5000);
     options.maxLineLength = 1024;
     options.readBufferSize = 777;
-    DecodeOutcome o;
-    EXPECT_EQ(
-        decode(junk + "\r\n" + tempFileOf({parts[0], junk, parts[1]}), Encoding::Yenc, &o, options),
-        data);
+    EXPECT_EQ(decode(junk + "\r\n" + tempFileOf({longLines[0], junk, longLines[1]}), Encoding::Yenc,
+                     &o, options),
+              data);
     EXPECT_EQ(o.result, DecodeResult::Ok) << o.detail.toStdString();
-    QList<QByteArray> uu = splitLines(runTool("uuencode", {"%f", "h.bin"}, data));
-    if (!uu.isEmpty()) {
-        // Pieces after the first of an overlong line are no lines of their
-        // own, even when they look like a begin line or a data line.
+    QList<QByteArray> uuLines = splitLines(uu);
+    if (!uuLines.isEmpty()) {
         const QByteArray prefix(3 * 1024, 'x');
-        uu.insert(uu.size() / 2, prefix + uu[uu.size() / 2]);
-        uu.insert(uu.size() / 2, junk);
-        uu.prepend(prefix + "begin 644 wrong.bin");
-        EXPECT_EQ(decode(uu.join('\n'), Encoding::Uuencode, &o, options), data);
+        uuLines.insert(uuLines.size() / 2, prefix + uuLines[uuLines.size() / 2]);
+        uuLines.insert(uuLines.size() / 2, junk);
+        uuLines.prepend(prefix + "begin 644 wrong.bin");
+        EXPECT_EQ(decode(uuLines.join('\n'), Encoding::Uuencode, &o, options), data);
         EXPECT_EQ(o.result, DecodeResult::Ok);
-        EXPECT_EQ(o.name, "h.bin");
+        EXPECT_EQ(o.name, "b.bin");
     }
 }
 

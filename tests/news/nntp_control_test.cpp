@@ -179,16 +179,26 @@ TEST_F(NntpControlTest, RefusingGreetingOrNobodyListeningRaisesTheCodeAndCloses)
 
 // ---------------------------------------------------------- authentication
 
-TEST_F(NntpControlTest, LoginAskedByModeReaderSendsUserAndPassThenOpens) {
+// Asked for by the MODE READER reply and later by a command, which then
+// goes out again.
+TEST_F(NntpControlTest, LoginSendsUserAndPassWhenAskedThenGoesOn) {
     greet("200 ok\r\n", "480 authentication required\r\n");
-    server.expect("AUTHINFO USER bob").send("381 password please\r\n");
-    server.expect("AUTHINFO PASS s3cret").send("281 welcome\r\n");
+    for (int i = 0; i < 2; ++i) {
+        if (i == 1) server.expect("LIST").send("480 login first\r\n");
+        server.expect("AUTHINFO USER bob").send("381 password please\r\n");
+        server.expect("AUTHINFO PASS s3cret").send("281 welcome\r\n");
+    }
+    server.expect("LIST").send("215 list follows\r\nalt.test 3 1 y\r\n.\r\n");
     rec.user = "bob";
     rec.pass = "s3cret";
     open();
     EXPECT_EQ(rec.events, (QStringList{"auth?", "auth ok"}));
     EXPECT_TRUE(nntp.postingAllowed()); // from the greeting; MODE READER never said otherwise
-    EXPECT_TRUE(server.scriptDone());
+
+    rec.clear();
+    fetch(nntp.listGroups());
+    EXPECT_EQ(rec.events, (QStringList{"auth?", "auth ok"} + kWholeDocument));
+    EXPECT_EQ(rec.data, QByteArray("alt.test 3 1 y\r\n"));
 }
 
 TEST_F(NntpControlTest, RefusedLoginRaises1014JustBeforeTheOutcome) {
@@ -202,20 +212,6 @@ TEST_F(NntpControlTest, RefusedLoginRaises1014JustBeforeTheOutcome) {
     EXPECT_TRUE(rec.errorTexts.value(0).contains("481 authentication rejected"));
     EXPECT_NE(nntp.protocolState(), "Transaction");
     EXPECT_FALSE(nntp.busy());
-}
-
-TEST_F(NntpControlTest, CommandAnswered480LogsInAndSendsTheCommandAgain) {
-    greet();
-    server.expect("LIST").send("480 login first\r\n");
-    server.expect("AUTHINFO USER ann").send("381 and the password\r\n");
-    server.expect("AUTHINFO PASS pw").send("281 ok\r\n");
-    server.expect("LIST").send("215 list follows\r\nalt.test 3 1 y\r\n.\r\n");
-    rec.user = "ann";
-    rec.pass = "pw";
-    open();
-    fetch(nntp.listGroups());
-    EXPECT_EQ(rec.events, (QStringList{"auth?", "auth ok"} + kWholeDocument));
-    EXPECT_EQ(rec.data, QByteArray("alt.test 3 1 y\r\n"));
 }
 
 // ----------------------------------------------------------- documents
@@ -256,55 +252,57 @@ TEST_F(NntpControlTest, ArticleIsUnstuffedWhenTheDotsStraddleBlocks) {
 
 // ------------------------------------------------------ header ranges
 
-TEST_F(NntpControlTest, HeadersFallBackToHdrAndRememberThatXhdrIsMissing) {
+// Each connection finds out afresh which of XHDR, HDR and the overview
+// works, and keeps using it.
+TEST_F(NntpControlTest, HeadersFallBackFromXhdrToHdrToTheOverview) {
     greet();
     server.expect("XHDR Subject 1-3").send("500 unknown command\r\n");
     server.expect("HDR Subject 1-3").send("225 headers follow\r\n1 first\r\n3 third\r\n.\r\n");
-    server.expect("HDR From 4-").send("225 headers follow\r\n4 ann@example.com\r\n.\r\n");
-    open();
-    fetch(nntp.getHeaders("Subject", "1", "3"));
-    EXPECT_EQ(rec.events, kWholeDocument);
-    EXPECT_EQ(rec.data, QByteArray("1 first\r\n3 third\r\n"));
-
-    rec.clear();
-    fetch(nntp.getHeaders("From", "4", ""));
-    EXPECT_EQ(rec.data, QByteArray("4 ann@example.com\r\n"));
-    EXPECT_TRUE(server.scriptDone());
-}
-
-TEST_F(NntpControlTest, HeadersComeFromTheOverviewWhenXhdrAndHdrAreMissing) {
+    // Each drop keeps the next greeting off a connection the client has not
+    // closed yet.
+    server.expect("HDR From 4-").send("225 headers follow\r\n4 ann@example.com\r\n.\r\n").drop();
     greet();
     server.expect("XHDR Subject 1-3").send("500 unknown command\r\n");
     server.expect("HDR Subject 1-3").send("500 unknown command\r\n");
     server.expect("XOVER 1-3")
         .sendBlocks({"224 overview follows\r\n1\tfirst post\tann@x\td\t<1@x>\t\t10\t1\r\n2\tsec",
                      "ond\tbob@x\td\t<2@x>\t\t10\t1\r\n.\r\n"});
-    server.expect("XOVER 4-5").send("224 overview follows\r\n4\tfourth\tcid@x\r\n.\r\n");
-    // A new connection starts without the knowledge of the old one.
+    server.expect("XOVER 4-5").send("224 overview follows\r\n4\tfourth\tcid@x\r\n.\r\n").drop();
     greet();
     server.expect("XHDR Subject 1-1").send("221 follows\r\n1 first post\r\n.\r\n");
+    auto reconnect = [&] {
+        nntp.cancel();
+        ASSERT_TRUE(pump([&] { return !server.clientConnected(); }));
+        rec.clear();
+        open();
+    };
+
     open();
     fetch(nntp.getHeaders("Subject", "1", "3"));
     EXPECT_EQ(rec.events, kWholeDocument);
-    EXPECT_EQ(rec.data, QByteArray("1 first post\r\n2 second\r\n"));
-
+    EXPECT_EQ(rec.data, QByteArray("1 first\r\n3 third\r\n"));
     rec.clear();
-    fetch(nntp.getHeaders("From", "4", "5"));
-    EXPECT_EQ(rec.data, QByteArray("4 cid@x\r\n"));
+    fetch(nntp.getHeaders("From", "4", ""));
+    EXPECT_EQ(rec.data, QByteArray("4 ann@example.com\r\n"));
 
+    reconnect();
+    fetch(nntp.getHeaders("Subject", "1", "3"));
+    EXPECT_EQ(rec.events, kWholeDocument);
+    EXPECT_EQ(rec.data, QByteArray("1 first post\r\n2 second\r\n"));
     // Path is not in the overview: nothing left to ask.
     rec.clear();
     EXPECT_FALSE(nntp.getHeaders("Path", "1", "5"));
     ASSERT_TRUE(pump([&] { return !rec.events.isEmpty(); }));
     EXPECT_EQ(rec.events, QStringList{QStringLiteral("error %1").arg(NntpError::FieldUnavailable)});
-
-    nntp.cancel();
-    ASSERT_TRUE(pump([&] { return !server.clientConnected(); }));
     rec.clear();
-    open();
+    fetch(nntp.getHeaders("From", "4", "5"));
+    EXPECT_EQ(rec.data, QByteArray("4 cid@x\r\n"));
+
+    reconnect();
     fetch(nntp.getHeaders("Subject", "1", "1"));
     EXPECT_EQ(rec.data, QByteArray("1 first post\r\n"));
-    EXPECT_EQ(server.connectionCount(), 2);
+    EXPECT_EQ(server.connectionCount(), 3);
+    EXPECT_TRUE(server.scriptDone());
 }
 
 // ------------------------------------------------------------- failures
