@@ -1,5 +1,6 @@
 #include "shell/app.h"
 
+#include "attachments/part_row_index.h"
 #include "news/news_events.h"
 #include "news/nntp_control.h"
 

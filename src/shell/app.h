@@ -3,6 +3,7 @@
 #include "shell/list_model.h"
 #include "shell/prompter.h"
 
+#include <QElapsedTimer>
 #include <QMap>
 #include <QObject>
 #include <QRectF>
@@ -15,6 +16,7 @@
 
 class QSettings;
 class NntpControl;
+class PartRowIndex;
 
 // The frames of the main window, each with its title, flags and place.
 enum class Frame { Favorites, Preview, Groups, Messages, Prog, Files, HTTP, NNTP, Count };
@@ -71,7 +73,8 @@ public:
     qint32 PartDone = 0;
     qint32 PartCount = 0;
     qint32 PartIndex = 0;
-    QVector<qint32> PartNumbers;
+    // Article numbers of parts 1 to 200; entry 0 is not used.
+    std::array<qint32, 201> PartNumbers{};
     bool IsBase64 = false;
     bool DecodeDone = false;
 
@@ -159,6 +162,12 @@ public:
     std::function<void(const QByteArray&)> articleData;
     std::function<void()> articleEnd;
     std::function<void(const QByteArray&)> harvestData;
+
+    // ---- working state of the procedures, not shown anywhere ----
+    // Index of the part counters in lstMessages for collation; built on demand.
+    std::unique_ptr<PartRowIndex> partRowIndex;
+    // Paces the passes of the event queue that don't wait (LetEventsRun).
+    QElapsedTimer eventPassClock;
 
     std::unique_ptr<QSettings> openSettings() const;
     FrameState& frame(Frame f) { return frames[static_cast<int>(f)]; }
