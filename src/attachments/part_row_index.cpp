@@ -3,7 +3,7 @@
 #include "shell/list_model.h"
 
 #include <algorithm>
-#include <numeric>
+#include <tuple>
 
 namespace {
 
@@ -59,6 +59,44 @@ int compareKeys(const Key& a, const Key& b, bool prefixOnly) {
     return na < nb ? -1 : 1;
 }
 
+using Entry = PartRowIndex::Entry;
+
+Entry entryOf(const Key& key, qint32 counter) {
+    Entry e;
+    const qsizetype size = key.size();
+    e.length = quint8(std::min<qsizetype>(size, PartRowIndex::kPrefix));
+    e.whole = size <= PartRowIndex::kPrefix;
+    for (int i = 0; i < e.length; ++i)
+        e.prefix[i] = quint8(std::min<char16_t>(key.at(i), 0xFF));
+    e.counter = counter;
+    return e;
+}
+
+// compareKeys on two entries, decided from their prefixes where they can
+// tell; fullKeys() gives the two keys when they can't.
+template <typename FullKeys>
+int compareEntries(const Entry& a, const Entry& b, bool prefixOnly, FullKeys fullKeys) {
+    const int n = std::min(a.length, b.length);
+    for (int i = 0; i < n; ++i) {
+        if (a.prefix[i] != b.prefix[i]) return a.prefix[i] < b.prefix[i] ? -1 : 1;
+        // 0xFF stands for every unit from 0xFF up: only the keys can tell.
+        if (a.prefix[i] == 0xFF) {
+            const auto [ka, kb] = fullKeys();
+            return compareKeys(ka, kb, prefixOnly);
+        }
+    }
+    const bool aEnds = a.whole && a.length == n;
+    const bool bEnds = b.whole && b.length == n;
+    if (aEnds && bEnds) return 0;
+    if (aEnds) return -1;
+    if (bEnds) return prefixOnly ? 0 : 1;
+    const auto [ka, kb] = fullKeys();
+    return compareKeys(ka, kb, prefixOnly);
+}
+
+// A range no larger than this is taken without looking at the other order.
+constexpr std::ptrdiff_t kSmallRange = 8;
+
 } // namespace
 
 void PartRowIndex::rebuild(const ListModel& list) {
@@ -75,16 +113,20 @@ void PartRowIndex::rebuild(const ListModel& list) {
             counters_.push_back({r, qint32(k - 1), qint32(j)});
         }
     }
-    auto sortBy = [this](std::vector<qint32>& order, bool head) {
-        order.resize(counters_.size());
-        std::iota(order.begin(), order.end(), 0);
-        std::sort(order.begin(), order.end(), [this, head](qint32 a, qint32 b) {
-            const Counter& x = counters_[a];
-            const Counter& y = counters_[b];
-            const int c = compareKeys(
-                Key{list_->row(x.row).text, x.bracket, head ? x.slash - x.bracket + 1 : 0},
-                Key{list_->row(y.row).text, y.bracket, head ? y.slash - y.bracket + 1 : 0}, false);
-            return c != 0 ? c < 0 : a < b;
+    auto keyOf = [this](qint32 i, bool head) {
+        const Counter& c = counters_[i];
+        return Key{list_->row(c.row).text, c.bracket, head ? c.slash - c.bracket + 1 : 0};
+    };
+    auto sortBy = [this, &keyOf](std::vector<Entry>& order, bool head) {
+        order.clear();
+        order.reserve(counters_.size());
+        for (qint32 i = 0; i < qint32(counters_.size()); ++i)
+            order.push_back(entryOf(keyOf(i, head), i));
+        std::sort(order.begin(), order.end(), [&keyOf, head](const Entry& a, const Entry& b) {
+            const int c = compareEntries(a, b, false, [&] {
+                return std::pair{keyOf(a.counter, head), keyOf(b.counter, head)};
+            });
+            return c != 0 ? c < 0 : a.counter < b.counter;
         });
     };
     sortBy(byTail_, false);
@@ -101,26 +143,43 @@ int PartRowIndex::find(const ListModel& list, const QString& text, qsizetype cou
     if (!hasCounter) return list.find(text, FindMode::Contains, 0);
     if (list_ != &list || revision_ != list.textRevision()) rebuild(list);
 
-    using It = std::vector<qint32>::const_iterator;
-    auto range = [&](const std::vector<qint32>& order, qsizetype core) {
-        const Key q{text, counterAt, core};
-        auto cmp = [&](qint32 i) {
-            const Counter& c = counters_[i];
-            return compareKeys(
-                Key{list.row(c.row).text, c.bracket, core ? c.slash - c.bracket + 1 : 0}, q, true);
+    auto keyOf = [&](qint32 i, bool head) {
+        const Counter& c = counters_[i];
+        return Key{list.row(c.row).text, c.bracket, head ? c.slash - c.bracket + 1 : 0};
+    };
+    using It = std::vector<Entry>::const_iterator;
+    auto range = [&](const std::vector<Entry>& order, bool head) {
+        const Key q{text, counterAt, head ? slash - counterAt + 1 : 0};
+        const Entry qe = entryOf(q, -1);
+        auto cmp = [&](const Entry& e) {
+            return compareEntries(e, qe, true, [&] {
+                return std::pair{keyOf(e.counter, head), q};
+            });
         };
-        const It lo =
-            std::partition_point(order.begin(), order.end(), [&](qint32 i) { return cmp(i) < 0; });
-        const It hi = std::partition_point(lo, order.end(), [&](qint32 i) { return cmp(i) == 0; });
+        const It lo = std::partition_point(order.begin(), order.end(),
+                                           [&](const Entry& e) { return cmp(e) < 0; });
+        // Ranges are short: gallop from lo rather than search the rest.
+        auto inRange = [&](const Entry& e) { return cmp(e) == 0; };
+        const std::ptrdiff_t n = order.end() - lo;
+        std::ptrdiff_t good = 0, probe = 1;
+        while (probe <= n && inRange(*(lo + probe - 1))) {
+            good = probe;
+            probe *= 2;
+        }
+        const It hi = std::partition_point(lo + good, lo + std::min(probe, n), inRange);
         return std::pair{lo, hi};
     };
-    const auto tail = range(byTail_, 0);
-    const auto head = range(byHead_, slash - counterAt + 1);
-    const auto [lo, hi] = tail.second - tail.first <= head.second - head.first ? tail : head;
+    // The text before the counter tells most posts apart; the text behind it
+    // is looked at when many posts share what stands before.
+    auto [lo, hi] = range(byHead_, true);
+    if (hi - lo > kSmallRange) {
+        const auto tail = range(byTail_, false);
+        if (tail.second - tail.first < hi - lo) std::tie(lo, hi) = tail;
+    }
 
     int best = -1;
     for (It it = lo; it != hi; ++it) {
-        const Counter& c = counters_[*it];
+        const Counter& c = counters_[it->counter];
         if (best >= 0 && c.row >= best) continue;
         const QString& row = list.row(c.row).text;
         const qsizetype start = c.bracket - counterAt;

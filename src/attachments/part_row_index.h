@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <array>
 #include <vector>
 
 class ListModel;
@@ -17,11 +18,22 @@ class ListModel;
 // and preceded by its head (a range of the second). The smaller range is
 // checked counter by counter with the list's own comparison, so the answer
 // is always that of list.find(text, FindMode::Contains, 0).
+//
+// The sorted orders keep the first bytes of each key beside it, so that a
+// search mostly stays in two compact arrays instead of visiting rows.
 class PartRowIndex {
 public:
     // counterAt: where the counter's opening bracket stands in text. A text
     // without a counter there is searched row by row.
     int find(const ListModel& list, const QString& text, qsizetype counterAt);
+
+    static constexpr int kPrefix = 26;
+    struct Entry {
+        std::array<quint8, kPrefix> prefix; // the key's first units, 0xFF for 0xFF and above
+        quint8 length;                      // units in prefix
+        bool whole;                         // the key ends within prefix
+        qint32 counter;
+    };
 
 private:
     struct Counter {
@@ -34,6 +46,6 @@ private:
     const ListModel* list_ = nullptr;
     quint64 revision_ = 0;
     std::vector<Counter> counters_;
-    std::vector<qint32> byTail_; // counters by the text from the bracket on
-    std::vector<qint32> byHead_; // by the counter, then the text before it backwards
+    std::vector<Entry> byTail_; // counters by the text from the bracket on
+    std::vector<Entry> byHead_; // by the counter, then the text before it backwards
 };

@@ -213,15 +213,33 @@ TEST(NumericPrefix, ReadsTheNumberAtTheStart) {
 }
 
 // Posts made to trip an index: heads whose cases fold alike, characters
-// whose folding leaves ASCII, a second counter in the subject, texts around
-// a part's subject, lookalike posts that differ in one place, duplicates.
-// Returns the subject of each part.
+// whose folding leaves ASCII, texts longer than the key bytes the index keeps
+// beside its entries, a second counter in the subject, texts around a part's
+// subject, lookalike posts that differ in one place, duplicates. Returns the
+// subject of each part.
 std::function<QString(int)> randomPost(std::mt19937& gen, int total) {
-    static const QStringList heads = {"Pics",    "PICS",     "pics",        "Straße",
-                                      "STRASSE", "Kelvin",   "\u212Aelvin", "ΣΊΣΥΦΟΣ",
-                                      "σίσυφος", "İstanbul", "a",           ""};
-    static const QStringList tails = {" a.jpg",    " A.JPG", "",   " \"x.bin\" yEnc",
-                                      " (repost)", " [1/2]", " ?", " é"};
+    static const QStringList heads = {"Pics",
+                                      "PICS",
+                                      "pics",
+                                      "Straße",
+                                      "STRASSE",
+                                      "Kelvin",
+                                      "\u212Aelvin",
+                                      "ΣΊΣΥΦΟΣ",
+                                      "σίσυφος",
+                                      "İstanbul",
+                                      "a",
+                                      "",
+                                      "A long and common text of one poster, then"};
+    static const QStringList tails = {" a.jpg",
+                                      " A.JPG",
+                                      "",
+                                      " \"x.bin\" yEnc",
+                                      " (repost)",
+                                      " [1/2]",
+                                      " ?",
+                                      " é",
+                                      " - the same long words after it - x"};
     static const QStringList opens = {"(", "[", "{"}, closes = {")", "]", "}"};
     auto pick = [&](const QStringList& l) { return l[int(gen() % l.size())]; };
     const QString head = pick(heads) + QStringLiteral(" %1 ").arg(gen() % 3);
