@@ -1,5 +1,6 @@
 #include "news/line_receiver.h"
 
+#include "attachments/article_receiver.h"
 #include "news/group_list.h"
 #include "news/headers.h"
 #include "shell/app.h"
@@ -123,7 +124,7 @@ void dataPath(App& app, const QByteArray& data) {
         receiveGroupLines(app);
         break;
     case 2:
-        if (app.articleData) app.articleData(data);
+        ArticleData(app, data);
         break;
     case 3:
         if (app.HeaderField == QLatin1String("Path") || app.HeaderField == QLatin1String("From")) {
@@ -148,8 +149,7 @@ void endPath(App& app) {
         UpdateListTitles(app, QStringLiteral("2"));
         break;
     case 2:
-        if (app.articleEnd) app.articleEnd();
-        app.MessageDone = true;
+        ArticleEnd(app);
         break;
     case 3:
         app.HeadersDone = true;

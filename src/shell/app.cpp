@@ -1,5 +1,8 @@
 #include "shell/app.h"
 
+#include "attachments/decode_step.h"
+#include "attachments/decoder.h"
+#include "attachments/part_row_index.h"
 #include "news/news_events.h"
 #include "news/nntp_control.h"
 
@@ -37,6 +40,8 @@ App::App(QObject* parent) : QObject(parent) {
     connect(&Timer1, &QTimer::timeout, this, [this] { Timer1_Timer(*this); });
     NNTP = std::make_unique<NntpControl>();
     connectNewsEvents(*this);
+    MDEC = std::make_unique<Decoder>();
+    connectDecoderEvents(*this);
     frame(Frame::Preview).title = QStringLiteral("Image Preview");
 }
 

@@ -3,6 +3,7 @@
 #include "shell/list_model.h"
 #include "shell/prompter.h"
 
+#include <QElapsedTimer>
 #include <QMap>
 #include <QObject>
 #include <QRectF>
@@ -15,6 +16,8 @@
 
 class QSettings;
 class NntpControl;
+class Decoder;
+class PartRowIndex;
 
 // The frames of the main window, each with its title, flags and place.
 enum class Frame { Favorites, Preview, Groups, Messages, Prog, Files, HTTP, NNTP, Count };
@@ -50,6 +53,8 @@ public:
     qint32 LastError = 0;
     QString HeaderField;
     QString CurrentGroup;
+    // The article in work as the server sent it, one character per byte
+    // (Latin-1), so that binary bodies pass through unchanged.
     QString MessageText;
     bool MessageDone = false;
     QString TempFile;
@@ -71,7 +76,8 @@ public:
     qint32 PartDone = 0;
     qint32 PartCount = 0;
     qint32 PartIndex = 0;
-    QVector<qint32> PartNumbers;
+    // Article numbers of parts 1 to 200; entry 0 is not used.
+    std::array<qint32, 201> PartNumbers{};
     bool IsBase64 = false;
     bool DecodeDone = false;
 
@@ -112,6 +118,7 @@ public:
     ListModel lstTemp, lstTempServ, SBList1;
     ListModel txtNNTPServ; // the live server list, shown by the setup dialog
     std::unique_ptr<NntpControl> NNTP;
+    std::unique_ptr<Decoder> MDEC;
     bool menuPostVisible = true;
     QTimer Timer1;
     QTimer timerAuto;
@@ -153,12 +160,19 @@ public:
     // Ends the process; tests replace it to see that it was asked for.
     std::function<void()> EndProcess;
 
-    // Branches of the line receiver that belong to later stages: article
-    // text (mode 2) and the Path/From harvest (mode 3). Each is installed by
-    // the subsystem that owns it; unset, the block is dropped.
-    std::function<void(const QByteArray&)> articleData;
-    std::function<void()> articleEnd;
+    // Branch of the line receiver that belongs to a later stage: the
+    // Path/From harvest (mode 3), installed by the harvest; unset, the block
+    // is dropped.
     std::function<void(const QByteArray&)> harvestData;
+
+    // ---- working state of the procedures, not shown anywhere ----
+    // Where the begin-line search in MessageText goes on with the next block.
+    qsizetype beginScanFrom = 0;
+    qsizetype ybeginScanFrom = 0;
+    // Index of the part counters in lstMessages for collation; built on demand.
+    std::unique_ptr<PartRowIndex> partRowIndex;
+    // Paces the passes of the event queue that don't wait (LetEventsRun).
+    QElapsedTimer eventPassClock;
 
     std::unique_ptr<QSettings> openSettings() const;
     FrameState& frame(Frame f) { return frames[static_cast<int>(f)]; }
@@ -183,6 +197,9 @@ signals:
     void previewChanged();
     // The preview picture (and the large window's) is emptied.
     void clearPreview();
+    // A decoded file is in DestDir; row is its row of lstFiles, or -1 when a
+    // row of that name was there already. Icon and preview follow from here.
+    void fileAdded(const QString& name, int row);
 
 private:
     SilentPrompter silent_;

@@ -1,5 +1,6 @@
 #include "shell/commands.h"
 
+#include "attachments/download_drivers.h"
 #include "news/connection.h"
 #include "news/group_list.h"
 #include "shell/app.h"
@@ -14,6 +15,8 @@ void Toolbar1_ButtonClick(App& app, int number) {
         cmdSetup(app);
     else if (caption == QLatin1String("Groups"))
         cmdGroup(app, true);
+    else if (caption == QLatin1String("Download"))
+        lstMessages_DblClick(app);
     else if (caption == QLatin1String("Stop"))
         cmdStop(app);
     else if (caption == QLatin1String("Connect"))

@@ -146,6 +146,7 @@ void ListModel::clear() {
     if (rows_.isEmpty() && current_ == -1) return;
     beginResetModel();
     rows_.clear();
+    ++textRevision_;
     endResetModel();
     if (current_ != -1) {
         current_ = -1;
@@ -166,6 +167,7 @@ void ListModel::addItem(int position, const QString& text, const QString& tag, q
         at = count();
     beginInsertRows(QModelIndex(), at, at);
     rows_.insert(at, ListRow{text, tag, number, -1, false});
+    ++textRevision_;
     endInsertRows();
     if (current_ >= at) {
         ++current_;
@@ -185,6 +187,7 @@ void ListModel::appendRows(QVector<ListRow> rows) {
         rows_ = std::move(rows);
     else
         rows_.append(rows);
+    ++textRevision_;
     endInsertRows();
 }
 
@@ -193,6 +196,7 @@ void ListModel::removeItem(int index) {
     const bool wasSelected = rows_[index].selected;
     beginRemoveRows(QModelIndex(), index, index);
     rows_.remove(index);
+    ++textRevision_;
     endRemoveRows();
     if (current_ == index) {
         current_ = -1;
@@ -211,6 +215,7 @@ QString ListModel::text(int index) const {
 void ListModel::setText(int index, const QString& text) {
     if (index < 0 || index >= count()) return;
     rows_[index].text = text;
+    ++textRevision_;
     rowChanged(index);
 }
 
@@ -400,6 +405,7 @@ bool ListModel::load(const QString& path) {
     }
     beginResetModel();
     rows_ = std::move(rows);
+    ++textRevision_;
     endResetModel();
     if (current_ != -1) {
         current_ = -1;
@@ -423,6 +429,7 @@ void ListModel::setSorted(bool on) {
         std::stable_sort(rows_.begin(), rows_.end(), [](const ListRow& a, const ListRow& b) {
             return a.text.compare(b.text, Qt::CaseInsensitive) < 0;
         });
+        ++textRevision_;
         endResetModel();
     }
 }

@@ -44,6 +44,10 @@ public:
     void removeItem(int index);
     // Bulk append without a signal per row; used by loaders and receivers.
     void appendRows(QVector<ListRow> rows);
+    // Changes whenever a row is added, removed or gets another text; tags,
+    // numbers, pictures and the selection leave it alone. Indexes over the
+    // texts compare it to know when they are stale.
+    quint64 textRevision() const { return textRevision_; }
 
     QString text(int index) const;
     void setText(int index, const QString& text);
@@ -104,6 +108,7 @@ private:
     void rowChanged(int index);
 
     QVector<ListRow> rows_;
+    quint64 textRevision_ = 0;
     int current_ = -1;
     bool redraw_ = true;
     bool sorted_ = false;

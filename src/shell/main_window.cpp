@@ -1,5 +1,6 @@
 #include "shell/main_window.h"
 
+#include "attachments/download_drivers.h"
 #include "attachments/preview.h"
 #include "favorites/favorites_file.h"
 #include "favorites/favorites_list.h"
@@ -249,6 +250,17 @@ void MainWindow::connectCommands() {
             lstFavorites_DeleteSelected(app_);
         else if (key == Qt::Key_A && (mods & Qt::ControlModifier))
             lstFavorites_SelectAll(app_);
+    });
+
+    on("menuDownload", [this] {
+        app_.StopRequested = false;
+        lstMessages_DblClick(app_);
+    });
+    ListView* messages = view(app_.lstMessages);
+    connect(messages, &ListView::rowDoubleClicked, this,
+            [this](int) { lstMessages_DblClick(app_); });
+    connect(messages, &ListView::keyDown, this, [this](int key, Qt::KeyboardModifiers) {
+        if (key == Qt::Key_Return || key == Qt::Key_Enter) lstMessages_DblClick(app_);
     });
 
     ListView* groups = view(app_.lstGroups);

@@ -1,0 +1,127 @@
+#include "attachments/article_receiver.h"
+
+#include "attachments/decoded_files.h"
+#include "shell/app.h"
+
+#include <QFile>
+#include <QStringDecoder>
+#include <algorithm>
+
+namespace {
+
+const QLatin1String kBegin("BEGIN");
+const QLatin1String kYbegin("=ybegin ");
+const QLatin1String kYbeginLine("\n=ybegin ");
+
+bool isDigit(QChar c) {
+    return c >= u'0' && c <= u'9';
+}
+
+struct BeginLine {
+    qsizetype at = -1; // where it starts in MessageText, -1 none
+    QStringView name;
+};
+
+// The uuencode begin line: the first "BEGIN" in any case whose sixth
+// character on is a digit. Each "BEGIN" that fails moves the search seven
+// characters on from its start. Only the text that arrived since the last
+// block is new; the search resumes at the first place whose outcome could
+// still change, so the result is the same as a search of the whole text.
+BeginLine findUuBegin(App& app) {
+    const QString& t = app.MessageText;
+    const qsizetype n = t.size();
+    qsizetype from = app.beginScanFrom;
+    for (;;) {
+        const qsizetype p = t.indexOf(kBegin, from, Qt::CaseInsensitive);
+        if (p < 0) {
+            // A "BEGIN" may still start in the last four characters.
+            app.beginScanFrom = std::max(from, n - 4);
+            return {};
+        }
+        app.beginScanFrom = p;
+        if (p + 6 >= n) return {}; // the character that decides hasn't come
+        if (isDigit(t[p + 6])) {
+            // The name: behind the first blank from the mode digits on, up to a CR.
+            QStringView name = QStringView(t).mid(p + 6);
+            name = name.mid(name.indexOf(u' ') + 1);
+            const qsizetype cr = name.indexOf(u'\r');
+            return {p, cr >= 0 ? name.left(cr) : name};
+        }
+        from = p + 7;
+    }
+}
+
+// A yEnc begin line: a line starting "=ybegin " whose "name=" ends it. It is
+// taken once the whole line is there, since the name runs to the line's end.
+BeginLine findYencBegin(App& app) {
+    const QString& t = app.MessageText;
+    const qsizetype n = t.size();
+    qsizetype from = app.ybeginScanFrom;
+    for (;;) {
+        qsizetype k = -1;
+        if (from == 0 && t.startsWith(kYbegin)) {
+            k = 0;
+        } else {
+            const qsizetype nl = t.indexOf(kYbeginLine, std::max<qsizetype>(from - 1, 0));
+            if (nl >= 0) k = nl + 1;
+        }
+        if (k < 0) {
+            app.ybeginScanFrom = std::max(from, n - qsizetype(kYbegin.size()) + 1);
+            return {};
+        }
+        app.ybeginScanFrom = k;
+        qsizetype end = k;
+        while (end < n && t[end] != u'\r' && t[end] != u'\n')
+            ++end;
+        if (end == n) return {};
+        const QStringView line = QStringView(t).mid(k, end - k);
+        const qsizetype name = line.indexOf(QLatin1String(" name="));
+        if (name >= 0) return {k, line.mid(name + 6)};
+        from = end;
+    }
+}
+
+// The begin-line search of a block: the earlier of the two wins.
+void findBeginLine(App& app) {
+    const qsizetype n = app.MessageText.size();
+    if (app.beginScanFrom > n) app.beginScanFrom = 0;
+    if (app.ybeginScanFrom > n) app.ybeginScanFrom = 0;
+    const BeginLine uu = findUuBegin(app);
+    const BeginLine y = findYencBegin(app);
+    const BeginLine& found = uu.at < 0 || (y.at >= 0 && y.at < uu.at) ? y : uu;
+    if (found.at < 0) return;
+
+    app.AttachName = nameFromArticle(found.name);
+    CleanAttachName(app);
+    // An unusable name leaves the search where it is: the next block finds
+    // the same line again, with more of its name perhaps.
+    if (app.AttachName.isEmpty()) return;
+    app.setStatus(2, app.AttachName);
+    if (QFile::exists(app.DestDir + app.AttachName)) {
+        app.setStatus(2, QStringLiteral("Duplicate File"));
+        app.MessageDone = true;
+        app.SkipArticle = true;
+    }
+}
+
+} // namespace
+
+QString nameFromArticle(QStringView bytes) {
+    const QByteArray raw = bytes.toLatin1();
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString name = utf8.decode(raw);
+    return utf8.hasError() ? bytes.toString() : name;
+}
+
+void ArticleData(App& app, const QByteArray& block) {
+    app.MessageText.append(QLatin1String(block));
+    if (app.HeaderField != QLatin1String("Subject")) return;
+    app.setStatus(3, u'[' + QString::number(app.PartDone) + u'/' + QString::number(app.PartCount) +
+                         u']');
+    app.setProgress(0, app.PartCount, app.PartDone);
+    if (app.AttachName.isEmpty() && app.SweepScope == -1) findBeginLine(app);
+}
+
+void ArticleEnd(App& app) {
+    app.MessageDone = true;
+}

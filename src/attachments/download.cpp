@@ -1,0 +1,221 @@
+#include "attachments/download.h"
+
+#include "attachments/article_receiver.h"
+#include "attachments/collation.h"
+#include "attachments/decode_step.h"
+#include "news/connection.h"
+#include "news/headers.h"
+#include "news/nntp_control.h"
+#include "shell/app.h"
+#include "shell/gating.h"
+#include "shell/startup.h"
+#include "shell/waits.h"
+
+#include <QFile>
+
+namespace {
+
+const QString kSubject = QStringLiteral("Subject");
+const QString kSubjectDL = QStringLiteral("SubjectDL");
+
+// The state a fetch starts from.
+void clearArticle(App& app) {
+    app.LastError = 0;
+    app.MessageText.clear();
+    app.beginScanFrom = 0;
+    app.ybeginScanFrom = 0;
+    app.SkipArticle = false;
+    app.MessageDone = false;
+}
+
+// A MIME base64 attachment, seen in the first part: its name from
+// "filename=", its data from the first line behind the blank line.
+void takeBase64Body(App& app) {
+    QString& text = app.MessageText;
+    const qsizetype at = text.indexOf(QLatin1String("filename="));
+    if (at >= 0) {
+        text.remove(0, at + 9);
+        app.AttachName = text;
+    }
+    QString& name = app.AttachName;
+    qsizetype quote = name.indexOf(u'"');
+    if (quote >= 0) {
+        name.remove(0, quote + 1);
+        quote = name.indexOf(u'"');
+        if (quote >= 0) name.truncate(quote);
+    }
+    const qsizetype cr = name.indexOf(u'\r');
+    if (cr >= 0) name.truncate(cr);
+    if (at >= 0) name = nameFromArticle(name);
+    if (app.SweepScope == -1) app.setStatus(2, name);
+    const qsizetype blank = text.indexOf(QLatin1String("\r\n\r\n"));
+    text.remove(0, blank >= 0 ? blank + 4 : 3);
+    app.IsBase64 = true;
+}
+
+void menusForBatch(App& app, bool running) {
+    if (app.Busy) return;
+    for (int item : {2, 4, 8, 9, 10})
+        SetMenuItem(app, item, !running);
+    SetMenuItem(app, 5, running);
+}
+
+// How the work on a row ends: with the clean-up of the temporary file and
+// the status line, or straight at the row's deselection.
+enum class RowEnd { Tidy, Deselect };
+
+// One row of cmdDownload: collate, fetch every part into the temporary file,
+// decode.
+RowEnd fetchRow(App& app, qint32& row, qint32 last) {
+    ListModel& list = app.lstMessages;
+    list.setSelected(row, true);
+    list.setListIndex(row);
+    // The minimum must stay below the new maximum.
+    const int min = app.progMin >= last + 1 ? row : app.progMin;
+    app.setProgress(min, last + 1, row < last + 1 ? row : app.progValue);
+
+    QString title = app.ShowMNumbers ? list.text(row)
+                                     : QString::number(list.number(row)) + u' ' + list.text(row);
+    const qsizetype blank = title.indexOf(u' ');
+    if (blank < 1) return RowEnd::Deselect;
+    const qint32 number = numericPrefix(QStringView(title).left(blank)).value_or(0);
+
+    app.PartIndex = 0;
+    if (!msgMultipart(app, title, row) && !app.StopRequested && app.PartIndex != -1) {
+        app.PartIndex = 1;
+        app.PartNumbers[1] = number;
+    }
+    app.AttachName.clear();
+    app.IsBase64 = false;
+    // Never past the table, whatever collation left.
+    const qint32 parts = std::min(app.PartIndex, qint32(kMaxParts));
+    for (qint32 part = 1; part <= parts && !app.StopRequested; ++part) {
+        if (part == 2) {
+            if (app.HarvestBody) return RowEnd::Deselect; // a harvest reads the first part only
+            if (app.Busy) break;
+        }
+        if (app.HeaderField.isEmpty()) app.HeaderField = kSubject;
+        app.SkipArticle = false;
+        if (app.SweepScope == -1) app.setStatus(2, app.AttachName);
+        app.PartDone = part;
+        app.PartCount = app.PartIndex;
+        cmdDownloadMessage(app, app.PartNumbers[part]);
+        if (app.HeaderField == kSubjectDL || app.SkipArticle) return RowEnd::Tidy;
+
+        if (part == 1 &&
+            app.MessageText.contains(QLatin1String("CONTENT-TRANSFER-ENCODING: BASE64"),
+                                     Qt::CaseInsensitive)) {
+            takeBase64Body(app);
+        } else if (part != 1 && part == app.PartIndex && !app.IsBase64 &&
+                   !app.MessageText.contains(QLatin1String("\n=ybegin "))) {
+            // Whatever follows the uuencode "end" of the last part is left
+            // out. yEnc parts keep theirs: a data line may start with "end".
+            const qsizetype end = app.MessageText.indexOf(QLatin1String("\r\nend"));
+            if (end >= 0) app.MessageText.truncate(end + 5);
+        }
+        if (!app.AttachName.isEmpty() && !app.HarvestBody) {
+            if (app.LastError != 0) {
+                app.PartIndex = -1;
+                break;
+            }
+            AppendTempBody(app, app.MessageText);
+        }
+        if (app.LastError != 0 || !app.MessageDone) {
+            app.PartIndex = -1;
+            break;
+        }
+        LetEventsRun(app);
+    }
+    if (app.HarvestBody || app.StopRequested || app.AttachName.isEmpty() || app.PartIndex == -1)
+        return RowEnd::Deselect;
+    if (QFile::exists(app.DestDir + app.AttachName))
+        app.setStatus(2, QStringLiteral("Duplicate File"));
+    else
+        decodeAttachment(app);
+    return RowEnd::Tidy;
+}
+
+} // namespace
+
+void AppendTempBody(App& app, const QString& text) {
+    QFile file(app.DestDir + app.TempFile);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) return;
+    file.write(text.toLatin1());
+    file.write("\r\n", 2);
+}
+
+void cmdDownloadMessage(App& app, qint32& msgnum) {
+    if (app.StopRequested) return;
+    clearArticle(app);
+    app.setStatus(1, QStringLiteral("Retrieving Msg # ") + QString::number(msgnum));
+    // A connection lost in mid-run is rebuilt, and the list reloaded, first.
+    if (app.NNTP->state() == QLatin1String("Disconnected")) {
+        cmdConnect(app, false);
+        KillTempFiles(app, false);
+        app.HeaderField = kSubject;
+        cmdGetMessageHeaders(app, true);
+    }
+    if (!connectionOpen(app)) {
+        app.LastError = -1;
+        return;
+    }
+    app.TransferMode = 2;
+    if (app.NNTP->busy()) {
+        // The rest of an article given up as a duplicate is still coming:
+        // it is dropped unread, and this fetch starts behind it. A control
+        // that stays busy for a whole timeout is dropped with its connection.
+        app.SkipArticle = true;
+        app.TickCount = 0;
+        while (app.NNTP->busy() && !app.StopRequested && app.TickCount < app.Timeout)
+            app.DoEvents();
+        if (app.NNTP->busy()) app.NNTP->cancel();
+        clearArticle(app);
+    }
+    app.NNTP->getArticle(msgnum);
+    app.TickCount = 0;
+    while (app.LastError == 0 && !app.MessageDone && app.TickCount < app.Timeout)
+        app.DoEvents();
+    if (app.TickCount >= app.Timeout || app.LastError != 0) {
+        app.setStatus(2, QStringLiteral("Timeout/Error Getting Message"));
+        app.NNTP->cancel();
+    }
+}
+
+void cmdDownload(App& app, qint32& msgnum) {
+    ListModel& list = app.lstMessages;
+    app.BatchRun = true;
+    app.IsBase64 = false;
+    menusForBatch(app, true);
+    FavoritesOnOff(app, false);
+
+    qint32 row = msgnum;
+    qint32 last = msgnum;
+    if (msgnum == -1) {
+        row = 0;
+        last = list.count();
+    }
+    app.setProgress(0, app.progMax, app.progValue);
+    if (app.SweepScope == -1) app.setStatus(2, QString());
+
+    while (row >= 0 && row <= list.count() - 1 && !app.StopRequested) {
+        // A row taken up as a part of a post already fetched passes.
+        if (list.tag(row) != QLatin1String("256")) {
+            if (fetchRow(app, row, last) == RowEnd::Tidy) {
+                KillTempFiles(app, false);
+                if (app.HeaderField != kSubjectDL && !app.SkipArticle)
+                    app.setStatus(2, QStringLiteral("Looking for attachments.."));
+            }
+            if (row >= 0 && row < list.count()) list.setSelected(row, false);
+        }
+        ++row;
+        LetEventsRun(app);
+        if (msgnum != -1) row = -1;
+        KillTempFiles(app, false);
+    }
+
+    menusForBatch(app, false);
+    FavoritesOnOff(app, true);
+    app.setProgressValue(app.progMin);
+    app.BatchRun = false;
+    app.SkipArticle = false;
+}

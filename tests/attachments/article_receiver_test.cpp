@@ -1,0 +1,181 @@
+// The article branch of the line receiver: the begin-line search over the
+// growing article, however the blocks are cut, the duplicate test, and the
+// hygiene of names found in articles.
+#include "attachments/article_receiver.h"
+#include "attachments/decoded_files.h"
+#include "fixtures/test_app.h"
+#include "news/line_receiver.h"
+
+#include <QDir>
+#include <gtest/gtest.h>
+#include <random>
+
+namespace {
+
+class ArticleReceiver : public ::testing::Test {
+protected:
+    void SetUp() override {
+        app.DestDir = t.path("download/");
+        QDir().mkpath(app.DestDir);
+        app.TransferMode = 2;
+        app.HeaderField = "Subject";
+        app.SweepScope = -1;
+    }
+    void data(const QByteArray& block) { NNTP_Document(app, 3, block); }
+
+    TestApp t;
+    App& app = t.app;
+};
+
+QString cleaned(const QString& name) {
+    TestApp scratch;
+    scratch.app.AttachName = name;
+    CleanAttachName(scratch.app);
+    return scratch.app.AttachName;
+}
+
+// The search as described, over the whole text at once: the uuencode chain
+// of "BEGIN"s, a complete "=ybegin" line with a name, the earlier wins.
+QString nameInWholeText(const QString& text) {
+    qsizetype uuAt = -1, offset = 0;
+    QString uuName, copy = text;
+    for (;;) {
+        const qsizetype p = copy.toUpper().indexOf("BEGIN");
+        if (p < 0) break;
+        const QChar c = p + 6 < copy.size() ? copy[p + 6] : QChar();
+        if (c < u'0' || c > u'9') {
+            copy = copy.mid(p + 7);
+            offset += p + 7;
+            continue;
+        }
+        uuName = copy.mid(p + 6);
+        uuName = uuName.mid(uuName.indexOf(' ') + 1);
+        if (uuName.contains('\r')) uuName.truncate(uuName.indexOf('\r'));
+        uuAt = offset + p;
+        break;
+    }
+    qsizetype yAt = -1;
+    QString yName;
+    for (qsizetype k = 0; k < text.size(); ++k) {
+        if ((k > 0 && text[k - 1] != '\n') || !text.mid(k).startsWith("=ybegin ")) continue;
+        qsizetype end = k;
+        while (end < text.size() && text[end] != '\r' && text[end] != '\n')
+            ++end;
+        if (end == text.size()) break;
+        const QString line = text.mid(k, end - k);
+        if (line.contains(" name=")) {
+            yAt = k;
+            yName = line.mid(line.indexOf(" name=") + 6);
+            break;
+        }
+    }
+    if (uuAt < 0 && yAt < 0) return QString();
+    return cleaned(uuAt < 0 || (yAt >= 0 && yAt < uuAt) ? yName : uuName);
+}
+
+TEST_F(ArticleReceiver, FindsTheSameBeginLineHoweverTheBlocksAreCut) {
+    const QList<QByteArray> pieces = {"begin",
+                                      "BEGIN",
+                                      "Begin ",
+                                      "beginning",
+                                      "begin 7",
+                                      "begin 644 ",
+                                      "begin 644 a.bin\r\n",
+                                      "BEGINBEGIN 5 q\r\n",
+                                      " ",
+                                      "x",
+                                      "\r\n",
+                                      "=ybegin ",
+                                      " name=",
+                                      "\r\n=ybegin line=9 size=9\r\n",
+                                      "\r\n=ybegin part=1 total=2 line=128 size=9 name=y b.bin\r\n",
+                                      "begin 644 \"q|a*b/c.jpg\"\r\n",
+                                      "begin 600 " + QByteArray(121, 'n') + "\r\n"};
+    std::mt19937 gen(7);
+    int named = 0;
+    for (int round = 0; round < 400; ++round) {
+        QByteArray article = "Subject: test\r\n\r\n";
+        for (int i = 0, n = 1 + int(gen() % 12); i < n; ++i)
+            article += pieces[gen() % pieces.size()];
+        app.MessageText.clear();
+        app.AttachName.clear();
+        app.beginScanFrom = app.ybeginScanFrom = 0;
+        for (qsizetype at = 0; at < article.size();) {
+            const qsizetype len = 1 + qsizetype(gen() % 9);
+            const bool searching = app.AttachName.isEmpty();
+            data(article.mid(at, len));
+            at += len;
+            if (searching) {
+                ASSERT_EQ(app.AttachName, nameInWholeText(QString::fromLatin1(article.left(at))))
+                    << article.toStdString() << " cut at " << at;
+            }
+        }
+        named += !app.AttachName.isEmpty();
+    }
+    EXPECT_GT(named, 100);
+    EXPECT_LT(named, 400);
+}
+
+TEST_F(ArticleReceiver, NamesFromBeginLines) {
+    const QList<QPair<QByteArray, QString>> cases = {
+        {"the beginning of it\r\nbegin 644 pic.jpg\r\nM", "pic.jpg"},
+        {"begin 644 ../../etc/evil\r\n", ".._.._etc_evil"},
+        {"begin 644 \"a|b|c.jpg\"\r\n", "a-b|c.jpg"},
+        {"=ybegin part=1 total=3 line=128 size=5 name=my file.bin\r\n", "my file.bin"},
+        {"begin 644 caf\xc3\xa9.jpg\r\n", QString::fromUtf8("café.jpg")},
+        {"begin 644 caf\xe9.jpg\r\n", QString::fromLatin1("caf\xe9.jpg")},
+        {"begin 644 pa", "pa"}, // a name cut short by the block is taken as it came
+    };
+    for (const auto& [text, name] : cases) {
+        SCOPED_TRACE(text.toStdString());
+        app.MessageText.clear();
+        app.AttachName.clear();
+        app.beginScanFrom = app.ybeginScanFrom = 0;
+        data(text);
+        EXPECT_EQ(app.AttachName, name);
+        EXPECT_EQ(app.statbar[2], name);
+    }
+}
+
+TEST_F(ArticleReceiver, AnExistingFileEndsTheArticleAndDropsTheRest) {
+    ASSERT_TRUE(t.writeFile("download/there.jpg", "old"));
+    app.PartDone = 2;
+    app.PartCount = 5;
+    data("Subject: x\r\n\r\nbegin 644 there.jpg\r\n");
+    EXPECT_EQ(app.statbar[2], "Duplicate File");
+    EXPECT_EQ(app.statbar[3], "[2/5]");
+    EXPECT_EQ(app.progMax, 5);
+    EXPECT_EQ(app.progValue, 2);
+    EXPECT_TRUE(app.MessageDone);
+    EXPECT_TRUE(app.SkipArticle);
+    const QString before = app.MessageText;
+    data("M86)C\r\n");
+    EXPECT_EQ(app.MessageText, before);
+    EXPECT_EQ(t.readFile("download/there.jpg"), "old");
+}
+
+TEST_F(ArticleReceiver, NoSearchForTheViewerOrInASweep) {
+    app.HeaderField = "SubjectDL";
+    data("begin 644 a.jpg\r\n");
+    EXPECT_EQ(app.AttachName, "");
+    EXPECT_EQ(app.statbar[3], "");
+    app.HeaderField = "Subject";
+    app.SweepScope = 2;
+    data("begin 644 a.jpg\r\n");
+    EXPECT_EQ(app.AttachName, "");
+    EXPECT_EQ(app.MessageText, "begin 644 a.jpg\r\nbegin 644 a.jpg\r\n");
+    NNTP_Document(app, 5, QByteArray());
+    EXPECT_TRUE(app.MessageDone);
+}
+
+TEST(CleanAttachName, MakesANameFitForTheDownloadDirectory) {
+    EXPECT_EQ(cleaned(QString(121, 'a')), "");
+    EXPECT_EQ(cleaned(QString(120, 'a')), QString(120, 'a'));
+    EXPECT_EQ(cleaned("pics/a*b.jpg"), "pics_a_b.jpg");
+    EXPECT_EQ(cleaned("..\\..\\x.jpg"), ".._.._x.jpg");
+    EXPECT_EQ(cleaned("\"a|b|c.jpg\""), "a-b|c.jpg");
+    EXPECT_EQ(cleaned("\""), "");
+    EXPECT_EQ(cleaned(""), "");
+}
+
+} // namespace
