@@ -150,6 +150,9 @@ public:
     std::function<bool(const class QUrl&)> openUrl;
     // Shows the setup dialog as a modal dialog; installed by the windows layer.
     std::function<void()> showSetup;
+    // OK, Cancel and the setup dialog as a whole; off while a command of the
+    // server list works through its rows.
+    bool setupEnabled = true;
     // Ends the process; tests replace it to see that it was asked for.
     std::function<void()> EndProcess;
 
@@ -183,6 +186,7 @@ signals:
     void previewChanged();
     // The preview picture (and the large window's) is emptied.
     void clearPreview();
+    void setupEnabledChanged();
 
 private:
     SilentPrompter silent_;
