@@ -150,6 +150,10 @@ public:
     std::function<bool(const class QUrl&)> openUrl;
     // Shows the setup dialog as a modal dialog; installed by the windows layer.
     std::function<void()> showSetup;
+    // Fills the setup dialog's controls from the settings just read: boxes
+    // ticked for the flags that are on, the text fields. Installed by the
+    // windows layer; LoadSettings runs it.
+    std::function<void()> loadSetup;
     // OK, Cancel and the setup dialog as a whole; off while a command of the
     // server list works through its rows.
     bool setupEnabled = true;
