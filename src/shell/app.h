@@ -157,6 +157,13 @@ public:
     std::function<bool(const class QUrl&)> openUrl;
     // Shows the setup dialog as a modal dialog; installed by the windows layer.
     std::function<void()> showSetup;
+    // Fills the setup dialog's controls from the settings just read: boxes
+    // ticked for the flags that are on, the text fields. Installed by the
+    // windows layer; LoadSettings runs it.
+    std::function<void()> loadSetup;
+    // OK, Cancel and the setup dialog as a whole; off while a command of the
+    // server list works through its rows.
+    bool setupEnabled = true;
     // Ends the process; tests replace it to see that it was asked for.
     std::function<void()> EndProcess;
 
@@ -200,6 +207,7 @@ signals:
     // A decoded file is in DestDir; row is its row of lstFiles, or -1 when a
     // row of that name was there already. Icon and preview follow from here.
     void fileAdded(const QString& name, int row);
+    void setupEnabledChanged();
 
 private:
     SilentPrompter silent_;

@@ -6,6 +6,7 @@
 #include "favorites/favorites_list.h"
 #include "news/connection.h"
 #include "news/news_commands.h"
+#include "setup/setup_dialog.h"
 #include "shell/commands.h"
 #include "shell/layout.h"
 #include "shell/list_view_widget.h"
@@ -46,6 +47,11 @@ MainWindow::MainWindow(App& app, QWidget* parent)
     buildStatusBar();
     connectApp();
     connectCommands();
+    // The setup dialog lives as long as the window: its list is the live
+    // server list. Startup fills it; Setup and Connect show it modally.
+    setup_ = new SetupDialog(app_, this);
+    app_.loadSetup = [this] { setup_->Form_Load(); };
+    app_.showSetup = [this] { setup_->exec(); };
     if (QScreen* s = screen()) {
         const QRect r = s->availableGeometry();
         app_.ScreenWidth = r.width() / pxPerTwip();
@@ -55,6 +61,8 @@ MainWindow::MainWindow(App& app, QWidget* parent)
 
 MainWindow::~MainWindow() {
     ListModel::pictureProvider = nullptr;
+    app_.loadSetup = nullptr;
+    app_.showSetup = nullptr;
     if (app_.prompter == prompter_.get()) app_.prompter = nullptr;
 }
 

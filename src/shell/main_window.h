@@ -12,6 +12,7 @@ class QProgressBar;
 class QToolBar;
 class ListView;
 class DialogPrompter;
+class SetupDialog;
 
 // frmMain: shows what the App holds and hands the user's commands to the
 // procedures of the subsystems. It owns no state of the logic.
@@ -33,6 +34,8 @@ public:
     QProgressBar* progBar() const { return progBar_; }
     ListView* view(const ListModel& list) const;
     QWidget* picture() const { return picture1_; }
+    // frmSetup: made with the window, hidden until the end.
+    SetupDialog* setupDialog() const { return setup_; }
 
     // Twips of the window system and back, by the screen's logical DPI.
     double pxPerTwip() const;
@@ -72,6 +75,7 @@ private:
     std::array<QLabel*, 4> panels_{};
     QProgressBar* progBar_ = nullptr;
     QWidget* picture1_ = nullptr;
+    SetupDialog* setup_ = nullptr;
     QList<ListView*> views_;
     bool applying_ = false;
 };

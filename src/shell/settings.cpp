@@ -95,6 +95,7 @@ void LoadSettings(App& app) {
         app.lstFavorites.save(app.AppPath + QStringLiteral("ZanderfellFavorites.fav"));
     UpdateListTitles(app, QStringLiteral("0"));
 
+    if (app.loadSetup) app.loadSetup();
     LoadServerList(app);
 }
 
