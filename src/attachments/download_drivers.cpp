@@ -1,6 +1,8 @@
 #include "attachments/download_drivers.h"
 
 #include "attachments/download.h"
+#include "favorites/favorites_list.h"
+#include "news/connection.h"
 #include "shell/app.h"
 #include "shell/gating.h"
 #include "shell/waits.h"
@@ -21,15 +23,19 @@ void menusForDownload(App& app, bool on) {
     MenuOnOff(app, QStringLiteral("SM"), on);
 }
 
+// The message list's handlers may be re-entered while a run lets events in.
+bool refuseWhileRunning(App& app) {
+    if (!app.BatchRun) return false;
+    app.setStatus(2, QStringLiteral("Please wait until current transaction is finished"));
+    return true;
+}
+
 } // namespace
 
 void lstMessages_DblClick(App& app) {
     const bool selected = HasSelection(app, app.lstMessages, true);
     if (app.SweepScope != -1 || !selected || app.Busy) return;
-    if (app.BatchRun) {
-        app.setStatus(2, QStringLiteral("Please wait until current transaction is finished"));
-        return;
-    }
+    if (refuseWhileRunning(app)) return;
     HourGlass(app, true);
     app.setStatus(1, QStringLiteral("Looking for attachments"));
     menusForDownload(app, false);
@@ -58,4 +64,59 @@ void lstMessages_DblClick(App& app) {
     }
     app.setStatus(3, QStringLiteral("Connected"));
     menusForDownload(app, true);
+}
+
+void lstMessages_DownloadAll(App& app) {
+    if (app.Busy || !app.frame(Frame::Messages).enabled || app.lstMessages.count() == 0) return;
+    // A second F2 while one runs would nest a run inside the first.
+    if (refuseWhileRunning(app)) return;
+    menusForDownload(app, false);
+    FavoritesOnOff(app, false);
+    qint32 all = -1;
+    cmdDownload(app, all);
+    if (app.LastError == 0) app.setStatus(1, QStringLiteral("Finished Downloading"));
+    SetMenuItem(app, 4, true);
+    menusForDownload(app, true);
+    FavoritesOnOff(app, true);
+}
+
+void menuDownloadAll_Click(App& app) {
+    app.StopRequested = false;
+    lstMessages_DownloadAll(app);
+}
+
+void lstMessages_MouseDown(App& app) {
+    if (!HasSelection(app, app.lstMessages, true)) return;
+    if (refuseWhileRunning(app)) return;
+    // Until a viewer is installed the right button has nothing to open.
+    if (!app.showViewer) return;
+    for (int item : {8, 9, 10, 4, 6})
+        SetMenuItem(app, item, false);
+    MenuOnOff(app, QStringLiteral("CG"), false);
+    MenuOnOff(app, QStringLiteral("SM"), false);
+    app.showViewer(app.lstMessages.listIndex());
+}
+
+void menuDowloadAllF_Click(App& app) {
+    if (DisconnectFirst(app, true) || app.Busy) return;
+    if (!HasSelection(app, app.lstFavorites, true)) return;
+    app.StopRequested = false;
+    FavoritesOnOff(app, false);
+    for (int i = 0; i < app.lstFavorites.count(); ++i) {
+        app.setStatus(1, app.HarvestBody ? QStringLiteral("Scanning for Web Addresses")
+                                         : QStringLiteral("Downloading From Favorites"));
+        if (app.StopRequested) break;
+        if (!app.lstFavorites.selected(i)) continue;
+        app.lstFavorites.setListIndex(i);
+        lstFavorites_DblClick(app);
+        lstMessages_DownloadAll(app);
+        // Done rows leave the selection, so a stop leaves the rows still to do.
+        app.lstFavorites.setSelected(i, false);
+        WaitTicks(app, 5);
+    }
+    app.lstMessages.clear();
+    cmdDisconnect(app);
+    app.setStatus(1, app.HarvestBody ? QStringLiteral("Finished Scanning for Web Addresses")
+                                     : QStringLiteral("Finished Downloading From Favorites"));
+    FavoritesOnOff(app, true);
 }

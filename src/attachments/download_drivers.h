@@ -5,3 +5,12 @@ class App;
 // Double click (or Enter) on lstMessages, and the Download button: fetches
 // the attachments of the selected rows, at most 200 of them, in row order.
 void lstMessages_DblClick(App& app);
+// F2 on lstMessages: fetches every post of the list, from row 0 on.
+void lstMessages_DownloadAll(App& app);
+// "&All Attachments": F2 after clearing a standing stop request.
+void menuDownloadAll_Click(App& app);
+// Right button on lstMessages: the current row goes to the message viewer.
+void lstMessages_MouseDown(App& app);
+// Walks the selected favourites across their servers, downloading every
+// post of each group; used by the scheduler as well.
+void menuDowloadAllF_Click(App& app);

@@ -161,6 +161,9 @@ public:
     // ticked for the flags that are on, the text fields. Installed by the
     // windows layer; LoadSettings runs it.
     std::function<void()> loadSetup;
+    // Opens the message viewer on a row of lstMessages, not modal; installed
+    // by the viewer. Unset, the right button on the list does nothing.
+    std::function<void(int row)> showViewer;
     // OK, Cancel and the setup dialog as a whole; off while a command of the
     // server list works through its rows.
     bool setupEnabled = true;

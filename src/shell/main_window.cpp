@@ -264,11 +264,17 @@ void MainWindow::connectCommands() {
         app_.StopRequested = false;
         lstMessages_DblClick(app_);
     });
+    on("menuDownloadAll", [this] { menuDownloadAll_Click(app_); });
+    on("menuDowloadAllF", [this] { menuDowloadAllF_Click(app_); });
     ListView* messages = view(app_.lstMessages);
     connect(messages, &ListView::rowDoubleClicked, this,
             [this](int) { lstMessages_DblClick(app_); });
+    connect(messages, &ListView::rightClicked, this, [this](int) { lstMessages_MouseDown(app_); });
     connect(messages, &ListView::keyDown, this, [this](int key, Qt::KeyboardModifiers) {
-        if (key == Qt::Key_Return || key == Qt::Key_Enter) lstMessages_DblClick(app_);
+        if (key == Qt::Key_Return || key == Qt::Key_Enter)
+            lstMessages_DblClick(app_);
+        else if (key == Qt::Key_F2)
+            lstMessages_DownloadAll(app_);
     });
 
     ListView* groups = view(app_.lstGroups);

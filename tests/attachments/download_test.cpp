@@ -3,7 +3,9 @@
 // through cmdDownload and compared byte for byte with what was posted.
 #include "attachments/decoder.h"
 #include "attachments/download.h"
+#include "attachments/download_drivers.h"
 #include "fixtures/inn_server.h"
+#include "fixtures/scripted_prompter.h"
 #include "fixtures/yenc_encoder.h"
 #include "news/connection.h"
 #include "news/headers.h"
@@ -373,6 +375,120 @@ TEST_F(Download, DoubleClickAndDownloadButtonInTheWindow) {
     EXPECT_EQ(file("button.bin"), more);
     EXPECT_EQ(listed(), QStringList({"clicked.bin", "button.bin"}));
     EXPECT_EQ(window.frameBox(Frame::Files)->title(), "Decoded Files (2)");
+}
+
+// Articles whose transfer began while the spy listened.
+int fetches(const QSignalSpy& requests) {
+    int begins = 0;
+    for (const auto& args : requests)
+        begins += args.at(0).toInt() == NntpControl::DocumentBegin;
+    return begins;
+}
+
+TEST_F(Download, DoubleClickFetchesEachSelectedPostOnce) {
+    QList<QByteArray> singles;
+    for (int i = 0; i < 3; ++i) {
+        singles << randomBytes(5000 + i, 20 + i);
+        post(QString("single%1.bin").arg(i),
+             joined(uuencode(singles[i], QString("single%1.bin").arg(i).toUtf8())));
+    }
+    const QByteArray five = randomBytes(50000, 30);
+    const QList<QByteArray> bodies =
+        yencEncodeParts(five, {10000, 10000, 10000, 10000, 10000}, "five.bin");
+    for (int p = 0; p < 5; ++p)
+        post(QString("\"five.bin\" yEnc (%1/5)").arg(p + 1), bodies[p]);
+    post("unselected.bin", joined(uuencode(randomBytes(900, 31), "unselected.bin")));
+    openGroup();
+
+    app.lstMessages.selectAll();
+    app.lstMessages.setSelected(rowOf("unselected.bin"), false);
+    QSignalSpy requests(app.NNTP.get(), &NntpControl::document);
+    app.BatchRun = true; // a run is going on: refused, nothing fetched
+    lstMessages_DblClick(app);
+    EXPECT_EQ(app.statbar[2], "Please wait until current transaction is finished");
+    EXPECT_EQ(fetches(requests), 0);
+    app.BatchRun = false;
+
+    lstMessages_DblClick(app);
+    EXPECT_EQ(fetches(requests), 8) << "three single articles and the five parts, once each";
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(file(QString("single%1.bin").arg(i)), singles[i]);
+    EXPECT_EQ(file("five.bin"), five);
+    EXPECT_EQ(listed().size(), 4);
+    EXPECT_EQ(app.statbar[1], "Finished Downloading");
+    EXPECT_EQ(app.statbar[3], "Connected");
+}
+
+TEST_F(Download, F2FetchesEveryCompletePostOnce) {
+    const QByteArray a = randomBytes(7000, 40), b = randomBytes(20000, 41);
+    post("a.bin", joined(uuencode(a, "a.bin")));
+    const QList<QByteArray> pair = yencEncodeParts(b, {10000, 10000}, "b.bin");
+    post("\"b.bin\" yEnc (1/2)", pair[0]);
+    post("\"b.bin\" yEnc (2/2)", pair[1]);
+    const QList<QByteArray> torn =
+        yencEncodeParts(randomBytes(300, 42), {100, 100, 100}, "torn.bin");
+    post("\"torn.bin\" yEnc (1/3)", torn[0]);
+    post("\"torn.bin\" yEnc (3/3)", torn[2]);
+    openGroup();
+
+    QSignalSpy requests(app.NNTP.get(), &NntpControl::document);
+    lstMessages_DownloadAll(app);
+    EXPECT_EQ(fetches(requests), 3);
+    EXPECT_EQ(file("a.bin"), a);
+    EXPECT_EQ(file("b.bin"), b);
+    EXPECT_EQ(inDestDir(), QStringList({"a.bin", "b.bin"}));
+    EXPECT_EQ(app.statbar[1], "Finished Downloading");
+    EXPECT_TRUE(app.frame(Frame::Favorites).enabled);
+}
+
+// Three favourites on two servers; the walk is stopped as the first file
+// arrives, then run again over the rows that are left.
+TEST_F(Download, FavouritesWalkAcrossTwoServersAndAStopLeavesTheRowsNotDone) {
+    auto second = InnServer::startPrivate();
+    ASSERT_TRUE(second && second->available());
+    const QString other = InnServer::uniqueGroup("alt.binaries.zf.walk");
+    const QString third = InnServer::uniqueGroup("alt.binaries.zf.walk");
+    ASSERT_TRUE(second->newGroup(other));
+    ASSERT_TRUE(inn.newGroup(third));
+    const QByteArray x = randomBytes(3000, 50), y = randomBytes(3000, 51),
+                     z = randomBytes(3000, 52);
+    post("x.bin", joined(uuencode(x, "x.bin")));
+    ASSERT_TRUE(second->post(other, "y.bin", joined(uuencode(y, "y.bin"))));
+    ASSERT_TRUE(inn.post(third, "z.bin", joined(uuencode(z, "z.bin"))));
+    app.lstFavorites.addItem(group + " (" + inn.address() + ")");
+    app.lstFavorites.addItem(other + " (" + second->address() + ")");
+    app.lstFavorites.addItem(third + " (" + inn.address() + ")");
+    app.lstFavorites.selectAll();
+    ScriptedPrompter prompter;
+    app.prompter = &prompter;
+
+    QMetaObject::Connection stop =
+        QObject::connect(&app, &App::fileAdded, [this] { app.StopRequested = true; });
+    menuDowloadAllF_Click(app);
+    QObject::disconnect(stop);
+    EXPECT_EQ(file("x.bin"), x);
+    EXPECT_EQ(inDestDir(), QStringList({"x.bin"}));
+    EXPECT_FALSE(app.lstFavorites.selected(0));
+    EXPECT_TRUE(app.lstFavorites.selected(1));
+    EXPECT_TRUE(app.lstFavorites.selected(2));
+    EXPECT_FALSE(app.IsConnected);
+    EXPECT_EQ(app.lstMessages.count(), 0);
+
+    // Connected, the walk refuses to start.
+    app.StopRequested = false;
+    cmdConnect(app, false);
+    ASSERT_TRUE(app.IsConnected);
+    menuDowloadAllF_Click(app);
+    EXPECT_EQ(prompter.messages(), QStringList({"Please Disconnect First"}));
+    EXPECT_TRUE(app.lstFavorites.selected(1));
+    cmdDisconnect(app);
+
+    menuDowloadAllF_Click(app);
+    EXPECT_EQ(file("y.bin"), y);
+    EXPECT_EQ(file("z.bin"), z);
+    EXPECT_EQ(app.lstFavorites.selCount(), 0);
+    EXPECT_FALSE(app.IsConnected);
+    EXPECT_EQ(app.statbar[1], "Finished Downloading From Favorites");
 }
 
 } // namespace
