@@ -1,0 +1,411 @@
+// Downloading whole posts through cmdDownload from a private INN on loopback,
+// against a bare client that fetches the same articles from the same server
+// in the same run and does nothing with them: a 100-part, 50 MB yEnc post and
+// a 20-part uuencoded post. Also the peak resident memory of a download above
+// the process's size before it. Prints "name: value unit" lines.
+//
+// On loopback INN is slow to serve big articles: its sockets keep 48 KiB
+// buffers, less than one 64 KiB loopback segment, so every segment waits for
+// the reader's delayed ACK (about 1.7 MB/s, whoever reads). Both clients are
+// then measured a second time against a server in this process that answers
+// with INN's own article bytes from memory, which shows what the client
+// itself costs ("_memory_" figures).
+//
+// Usage: download_bench [MB of the yEnc post, default 50]
+#include "attachments/download.h"
+#include "fixtures/yenc_encoder.h"
+#include "news/connection.h"
+#include "news/headers.h"
+#include "news/nntp_control.h"
+#include "shell/app.h"
+#include "shell/startup.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <arpa/inet.h>
+#include <cstdio>
+#include <map>
+#include <netinet/in.h>
+#include <random>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+const QString kGroup = QStringLiteral("alt.binaries.zf.bench");
+
+void print(const QByteArray& name, double value, const char* unit) {
+    std::printf("%s: %.3g %s\n", name.constData(), value, unit);
+    std::fflush(stdout);
+}
+
+bool newsServer(const QStringList& args, QByteArray* out = nullptr) {
+    QProcess p;
+    p.start(QStringLiteral(ZANDERFELL_SOURCE_DIR "/scripts/news-server"), args);
+    if (!p.waitForFinished(120000) || p.exitCode() != 0) {
+        std::fprintf(stderr, "news-server %s: %s\n", qPrintable(args.join(' ')),
+                     p.readAllStandardError().constData());
+        return false;
+    }
+    if (out) *out = p.readAllStandardOutput();
+    return true;
+}
+
+// A blocking client, good enough for posting and for the reference reader.
+class Wire {
+public:
+    bool open(quint16 port) {
+        s_.connectToHost(QStringLiteral("127.0.0.1"), port);
+        return s_.waitForConnected(10000) && line().startsWith("20") &&
+               command("MODE READER").startsWith("20");
+    }
+    QByteArray line() {
+        while (!s_.canReadLine())
+            if (!s_.waitForReadyRead(30000)) return {};
+        return s_.readLine();
+    }
+    QByteArray command(const QByteArray& c) {
+        send(c + "\r\n");
+        return line();
+    }
+    void send(const QByteArray& data) {
+        s_.write(data);
+        while (s_.bytesToWrite() > 0)
+            if (!s_.waitForBytesWritten(30000)) return;
+    }
+    bool post(const QString& subject, const QByteArray& body) {
+        if (!command("POST").startsWith("340")) return false;
+        QByteArray article =
+            "From: bench <bench@zanderfell.test>\r\nNewsgroups: " + kGroup.toUtf8() +
+            "\r\nSubject: " + subject.toUtf8() + "\r\n\r\n";
+        article.reserve(article.size() + body.size() + body.size() / 64);
+        for (qsizetype at = 0; at < body.size();) {
+            qsizetype end = body.indexOf("\r\n", at);
+            end = end < 0 ? body.size() : end + 2;
+            if (body[at] == '.') article += '.';
+            article += QByteArrayView(body).sliced(at, end - at);
+            at = end;
+        }
+        send(article + ".\r\n");
+        return line().startsWith("240");
+    }
+    // One article to its terminator; the bytes are counted and dropped, or
+    // kept in *keep, status line included.
+    qint64 article(qint64 number, QByteArray* keep = nullptr) {
+        send("ARTICLE " + QByteArray::number(number) + "\r\n");
+        qint64 bytes = 0;
+        QByteArray tail;
+        for (;;) {
+            if (s_.bytesAvailable() == 0 && !s_.waitForReadyRead(30000)) return -1;
+            const QByteArray chunk = s_.readAll();
+            bytes += chunk.size();
+            if (keep) *keep += chunk;
+            tail = (tail + chunk.right(5)).right(5);
+            if (tail == "\r\n.\r\n") return bytes;
+        }
+    }
+
+private:
+    QTcpSocket s_;
+};
+
+// Answers MODE READER, GROUP and ARTICLE from a table of whole responses,
+// one thread per connection, with the kernel's default socket buffers.
+class MemoryServer {
+public:
+    std::map<qint64, QByteArray> articles;
+
+    quint16 start() {
+        listen_ = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in a{};
+        a.sin_family = AF_INET;
+        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t len = sizeof a;
+        if (::bind(listen_, reinterpret_cast<sockaddr*>(&a), len) != 0 ||
+            ::listen(listen_, 4) != 0 ||
+            ::getsockname(listen_, reinterpret_cast<sockaddr*>(&a), &len) != 0)
+            return 0;
+        acceptor_ = std::thread([this] {
+            for (;;) {
+                const int fd = ::accept(listen_, nullptr, nullptr);
+                if (fd < 0) return;
+                sessions_.emplace_back([this, fd] { serve(fd); });
+            }
+        });
+        return ntohs(a.sin_port);
+    }
+    ~MemoryServer() {
+        ::shutdown(listen_, SHUT_RDWR);
+        ::close(listen_);
+        if (acceptor_.joinable()) acceptor_.join();
+        for (std::thread& t : sessions_)
+            t.join();
+    }
+
+private:
+    static bool sendAll(int fd, const QByteArray& data) {
+        for (qsizetype at = 0; at < data.size();) {
+            const ssize_t n =
+                ::send(fd, data.constData() + at, size_t(data.size() - at), MSG_NOSIGNAL);
+            if (n <= 0) return false;
+            at += n;
+        }
+        return true;
+    }
+    void serve(int fd) {
+        QByteArray in;
+        char buf[4096];
+        bool open = sendAll(fd, "200 bench server ready\r\n");
+        while (open) {
+            const qsizetype eol = in.indexOf("\r\n");
+            if (eol < 0) {
+                const ssize_t n = ::recv(fd, buf, sizeof buf, 0);
+                if (n <= 0) break;
+                in.append(buf, n);
+                continue;
+            }
+            const QByteArray line = in.left(eol);
+            in.remove(0, eol + 2);
+            const QList<QByteArray> words = line.split(' ');
+            const QByteArray verb = words[0].toUpper();
+            if (verb == "ARTICLE" && words.size() > 1) {
+                const auto it = articles.find(words[1].toLongLong());
+                open = sendAll(fd, it == articles.end() ? QByteArray("423 no such article\r\n")
+                                                        : it->second);
+            } else if (verb == "GROUP" && words.size() > 1) {
+                const qint64 first = articles.empty() ? 0 : articles.begin()->first;
+                const qint64 last = articles.empty() ? 0 : articles.rbegin()->first;
+                open = sendAll(fd, "211 " + QByteArray::number(qint64(articles.size())) + ' ' +
+                                       QByteArray::number(first) + ' ' + QByteArray::number(last) +
+                                       ' ' + words[1] + "\r\n");
+            } else if (verb == "QUIT") {
+                sendAll(fd, "205 bye\r\n");
+                break;
+            } else {
+                open = sendAll(fd, verb == "MODE" ? "200 reading\r\n" : "500 what?\r\n");
+            }
+        }
+        ::close(fd);
+    }
+
+    int listen_ = -1;
+    std::thread acceptor_;
+    std::vector<std::thread> sessions_;
+};
+
+QByteArray randomBytes(qsizetype size, unsigned seed) {
+    std::mt19937_64 gen(seed);
+    QByteArray data(size, Qt::Uninitialized);
+    for (qsizetype i = 0; i + 8 <= size; i += 8) {
+        const quint64 v = gen();
+        std::memcpy(data.data() + i, &v, 8);
+    }
+    for (qsizetype i = size / 8 * 8; i < size; ++i)
+        data[i] = char(gen());
+    return data;
+}
+
+QList<QByteArray> uuencodeParts(const QByteArray& data, const QByteArray& name, int parts) {
+    auto enc = [](unsigned v) { return char(v ? (v & 63) + 32 : '`'); };
+    QList<QByteArray> lines{"begin 644 " + name};
+    for (qsizetype at = 0; at < data.size(); at += 45) {
+        const qsizetype n = std::min<qsizetype>(45, data.size() - at);
+        QByteArray line(1, enc(unsigned(n)));
+        for (qsizetype i = 0; i < n; i += 3) {
+            const unsigned char a = data[at + i], b = i + 1 < n ? data[at + i + 1] : 0,
+                                c = i + 2 < n ? data[at + i + 2] : 0;
+            line += enc(a >> 2);
+            line += enc(((a << 4) | (b >> 4)) & 63);
+            line += enc(((b << 2) | (c >> 6)) & 63);
+            line += enc(c & 63);
+        }
+        lines << line;
+    }
+    lines << "`"
+          << "end";
+    QList<QByteArray> bodies;
+    for (int p = 0; p < parts; ++p) {
+        QByteArray body;
+        for (qsizetype i = lines.size() * p / parts; i < lines.size() * (p + 1) / parts; ++i)
+            body += lines[i] + "\r\n";
+        bodies << body;
+    }
+    return bodies;
+}
+
+// Resident memory now and its peak since the last reset, in KiB.
+qint64 statusKb(const char* field) {
+    QFile f(QStringLiteral("/proc/self/status"));
+    if (!f.open(QIODevice::ReadOnly)) return -1;
+    for (const QByteArray& line : f.readAll().split('\n'))
+        if (line.startsWith(field))
+            return line.mid(qsizetype(std::strlen(field))).trimmed().split(' ')[0].toLongLong();
+    return -1;
+}
+
+void resetPeak() {
+    QFile f(QStringLiteral("/proc/self/clear_refs"));
+    if (f.open(QIODevice::WriteOnly)) f.write("5");
+}
+
+struct Post {
+    QByteArray name;     // figure names start with it
+    QString subject;     // with %1 for the counter
+    QByteArray fileName; // the decoded file
+    QByteArray data;
+    QList<qint64> articles;
+    int firstRow = -1;
+};
+
+bool runPost(App& app, quint16 port, Post& post, const QByteArray& label, int rounds) {
+    double bare = 1e99, ours = 1e99;
+    qint64 peakKb = 0, bytes = 0;
+    for (int round = 0; round < rounds; ++round) {
+        Wire w;
+        if (!w.open(port) || !w.command("GROUP " + kGroup.toUtf8()).startsWith("211")) return false;
+        QElapsedTimer t;
+        t.start();
+        bytes = 0;
+        for (qint64 n : post.articles) {
+            const qint64 b = w.article(n);
+            if (b < 0) return false;
+            bytes += b;
+        }
+        bare = std::min(bare, t.nsecsElapsed() / 1e6);
+
+        QFile::remove(app.DestDir + post.fileName);
+        for (int r = 0; r < app.lstMessages.count(); ++r)
+            app.lstMessages.setTag(r, QString());
+        const qint64 idleKb = statusKb("VmRSS:");
+        resetPeak();
+        qint32 row = post.firstRow;
+        app.StopRequested = false;
+        app.HeaderField = QStringLiteral("Subject");
+        t.restart();
+        cmdDownload(app, row);
+        ours = std::min(ours, t.nsecsElapsed() / 1e6);
+        peakKb = std::max(peakKb, statusKb("VmHWM:") - idleKb);
+        QFile out(app.DestDir + post.fileName);
+        if (!out.open(QIODevice::ReadOnly) || out.readAll() != post.data) {
+            std::fprintf(stderr, "%s: the decoded file differs (%s)\n", post.name.constData(),
+                         qPrintable(app.statbar[2]));
+            return false;
+        }
+    }
+    const QByteArray name = post.name + label;
+    print(name + "_ms", ours, "ms");
+    print(name + "_bare_ms", bare, "ms");
+    print(name + "_ratio", ours / bare, "x");
+    print(name + "_mb_per_s", bytes / 1e6 / (ours / 1000), "MB/s");
+    print(name + "_bare_mb_per_s", bytes / 1e6 / (bare / 1000), "MB/s");
+    print(name + "_peak_rss_above_idle_mb", peakKb / 1024.0, "MB");
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication qapp(argc, argv);
+    const qint64 yencMb = argc > 1 ? QByteArray(argv[1]).toLongLong() : 50;
+
+    QTemporaryDir serverDir(QDir::tempPath() + QStringLiteral("/zfbench-XXXXXX"));
+    QByteArray started;
+    if (!newsServer({QStringLiteral("start"), serverDir.path()}, &started)) return 1;
+    const quint16 port = quint16(started.trimmed().split('\n').last().toUInt());
+    struct Stop {
+        QString dir;
+        ~Stop() { newsServer({QStringLiteral("stop"), dir}); }
+    } stop{serverDir.path()};
+    if (!newsServer({QStringLiteral("newgroup"), serverDir.path(), kGroup, QStringLiteral("y")}))
+        return 1;
+
+    Post yenc{"yenc_100_parts",
+              QStringLiteral("\"big.bin\" yEnc (%1/100)"),
+              "big.bin",
+              randomBytes(yencMb << 20, 1),
+              {},
+              -1};
+    Post uu{"uu_20_parts",
+            QStringLiteral("uu.bin (%1/20)"),
+            "uu.bin",
+            randomBytes(10 << 20, 2),
+            {},
+            -1};
+    {
+        Wire w;
+        if (!w.open(port)) return 1;
+        QList<qsizetype> sizes;
+        for (int p = 0; p < 100; ++p)
+            sizes << yenc.data.size() * (p + 1) / 100 - yenc.data.size() * p / 100;
+        const QList<QByteArray> yParts = yencEncodeParts(yenc.data, sizes, yenc.fileName);
+        for (int p = 0; p < 100; ++p)
+            if (!w.post(yenc.subject.arg(p + 1, 3, 10, QLatin1Char('0')), yParts[p])) return 1;
+        const QList<QByteArray> uParts = uuencodeParts(uu.data, uu.fileName, 20);
+        for (int p = 0; p < 20; ++p)
+            if (!w.post(uu.subject.arg(p + 1, 2, 10, QLatin1Char('0')), uParts[p])) return 1;
+    }
+
+    QTemporaryDir dir;
+    App app;
+    app.ExeDir = dir.path();
+    app.AppPath = dir.path() + "/";
+    app.DestDir = dir.path() + "/download/";
+    QDir().mkpath(app.DestDir);
+    QDir(dir.path()).mkdir(QStringLiteral("Cache"));
+    app.CurrentServer = QStringLiteral("127.0.0.1:%1").arg(port);
+    app.Timer1.start();
+    MakeTempFile(app);
+    cmdConnect(app, false);
+    app.CurrentGroup = kGroup;
+    app.HeaderField = QStringLiteral("Subject");
+    if (!app.IsConnected || cmdGetMessageHeaders(app, false) != 0) {
+        std::fprintf(stderr, "no headers: %s\n", qPrintable(app.statbar[2]));
+        return 1;
+    }
+    for (Post* post : {&yenc, &uu}) {
+        const QString first = post->subject.arg(1, post == &yenc ? 3 : 2, 10, QLatin1Char('0'));
+        const QString stem = post->subject.left(post->subject.indexOf(u'('));
+        for (int r = 0; r < app.lstMessages.count(); ++r) {
+            if (!app.lstMessages.text(r).startsWith(stem)) continue;
+            post->articles << app.lstMessages.number(r);
+            if (app.lstMessages.text(r) == first) post->firstRow = r;
+        }
+        std::sort(post->articles.begin(), post->articles.end());
+    }
+    // INN's pace is the same for both clients: one round is enough. The
+    // memory server's figures are the best of three on a shared machine.
+    bool ok = runPost(app, port, yenc, "_inn", 1) && runPost(app, port, uu, "_inn", 1);
+
+    // The same articles, byte for byte, from memory.
+    MemoryServer memory;
+    {
+        Wire w;
+        if (!ok || !w.open(port) || !w.command("GROUP " + kGroup.toUtf8()).startsWith("211"))
+            return 1;
+        for (const Post* post : {&yenc, &uu})
+            for (qint64 n : post->articles)
+                if (w.article(n, &memory.articles[n]) < 0) return 1;
+    }
+    const quint16 memoryPort = memory.start();
+    // The list of subjects goes with the connection; the same rows serve.
+    QVector<ListRow> rows;
+    for (int r = 0; r < app.lstMessages.count(); ++r)
+        rows << app.lstMessages.row(r);
+    cmdDisconnect(app);
+    app.CurrentServer = QStringLiteral("127.0.0.1:%1").arg(memoryPort);
+    cmdConnect(app, false);
+    if (memoryPort == 0 || !app.IsConnected) {
+        std::fprintf(stderr, "memory server: %s\n", qPrintable(app.statbar[2]));
+        return 1;
+    }
+    app.lstMessages.appendRows(rows);
+    ok = runPost(app, memoryPort, yenc, "_memory", 3) && runPost(app, memoryPort, uu, "_memory", 3);
+    cmdDisconnect(app);
+    return ok ? 0 : 1;
+}
