@@ -329,27 +329,50 @@ void MainWindow::showProgress() {
 void MainWindow::applyGeometry() {
     // Position is the frame's, size the window's own: both are what Qt
     // takes and gives back exactly, whenever the window manager adds its
-    // decoration.
+    // decoration. Maximised or minimised, the window manager has the
+    // rectangle; only the frames follow.
     applying_ = true;
     const double k = pxPerTwip();
-    if (app_.WindowState == 0 && (isMaximized() || isMinimized())) showNormal();
-    move(qRound(app_.FormLeft * k), qRound(app_.FormTop * k));
-    resize(std::max(1, qRound(app_.FormWidth * k)), std::max(1, qRound(app_.FormHeight * k)));
+    if (app_.WindowState == 0) {
+        if (shownState() != 0) {
+            showNormal();
+            if (normal_.isValid()) {
+                app_.FormLeft = normal_.left();
+                app_.FormTop = normal_.top();
+                app_.FormWidth = normal_.width();
+                app_.FormHeight = normal_.height();
+            }
+        }
+        move(qRound(app_.FormLeft * k), qRound(app_.FormTop * k));
+        resize(std::max(1, qRound(app_.FormWidth * k)), std::max(1, qRound(app_.FormHeight * k)));
+        normal_ = QRectF(app_.FormLeft, app_.FormTop, app_.FormWidth, app_.FormHeight);
+    }
     applying_ = false;
     layoutFrames();
 }
 
+int MainWindow::shownState() const {
+    // The platform window may know of a new state before the widget does:
+    // a resize to the maximised size can come first.
+    Qt::WindowStates st = windowState();
+    if (const QWindow* w = windowHandle()) st |= w->windowStates();
+    if (st & Qt::WindowMinimized) return 1;
+    if (st & (Qt::WindowMaximized | Qt::WindowFullScreen)) return 2;
+    return 0;
+}
+
 void MainWindow::readGeometry() {
     const double k = pxPerTwip();
-    app_.WindowState = isMinimized() ? 1 : isMaximized() ? 2 : 0;
-    // Maximised or minimised, the normal rectangle is the one worth keeping.
-    const bool normal = app_.WindowState == 0;
-    const QPoint at = normal ? pos() : normalGeometry().topLeft();
-    const QSize size = normal ? this->size() : normalGeometry().size();
-    app_.FormLeft = at.x() / k;
-    app_.FormTop = at.y() / k;
-    app_.FormWidth = size.width() / k;
-    app_.FormHeight = size.height() / k;
+    app_.WindowState = shownState();
+    if (app_.WindowState == 1) return;
+    // The frames are laid out for the size on show; the normal rectangle is
+    // kept apart for the next start.
+    app_.FormWidth = width() / k;
+    app_.FormHeight = height() / k;
+    if (app_.WindowState == 2) return;
+    app_.FormLeft = pos().x() / k;
+    app_.FormTop = pos().y() / k;
+    normal_ = QRectF(app_.FormLeft, app_.FormTop, app_.FormWidth, app_.FormHeight);
 }
 
 void MainWindow::layoutFrames() {
@@ -392,11 +415,10 @@ void MainWindow::resizeEvent(QResizeEvent* e) {
 
 void MainWindow::moveEvent(QMoveEvent* e) {
     QMainWindow::moveEvent(e);
-    if (!applying_ && app_.WindowState == 0 && !isMaximized() && !isMinimized()) readGeometry();
+    if (!applying_ && app_.WindowState == 0 && shownState() == 0) readGeometry();
 }
 
 void MainWindow::changeEvent(QEvent* e) {
     QMainWindow::changeEvent(e);
-    if (e->type() == QEvent::WindowStateChange && !applying_)
-        app_.WindowState = isMinimized() ? 1 : isMaximized() ? 2 : 0;
+    if (e->type() == QEvent::WindowStateChange && !applying_) app_.WindowState = shownState();
 }

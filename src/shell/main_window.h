@@ -56,6 +56,8 @@ private:
     void connectApp();
     void connectCommands();
     void readGeometry();
+    // 0 normal, 1 minimised, 2 maximised, as far as anyone knows yet.
+    int shownState() const;
     void layoutFrames();
     void showFrame(Frame f);
     void showMenuItem(int number);
@@ -78,4 +80,5 @@ private:
     SetupDialog* setup_ = nullptr;
     QList<ListView*> views_;
     bool applying_ = false;
+    QRectF normal_; // twips: the last rectangle the window had while normal
 };

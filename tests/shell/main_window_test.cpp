@@ -5,6 +5,7 @@
 #include "shell/menu_table.h"
 
 #include <QAction>
+#include <QCoreApplication>
 #include <QGroupBox>
 #include <QLabel>
 #include <QMenuBar>
@@ -68,6 +69,10 @@ TEST_F(Window, TooSmallSnapsBackAndClosingSavesTheGeometryForTheNextStart) {
     window->resize(qRound(12000 * k), qRound(8000 * k));
     const QRect before = window->geometry();
     const QPoint beforePos = window->pos();
+    // Closed maximised, the normal rectangle is what is kept.
+    window->showMaximized();
+    QCoreApplication::processEvents();
+    ASSERT_NE(window->geometry(), before);
     window->close();
     EXPECT_EQ(t.endProcessCalls, 1);
     EXPECT_NEAR(t.setting("Width").toDouble() * k, before.width(), 1.5);
