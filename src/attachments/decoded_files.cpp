@@ -1,11 +1,45 @@
 #include "attachments/decoded_files.h"
 
+#include "attachments/file_icons.h"
+#include "attachments/preview.h"
 #include "shell/app.h"
 #include "shell/layout.h"
+#include "support/routines.h"
+
+#include <QFile>
 
 namespace {
 
 constexpr qsizetype kMaxNameLength = 120;
+
+// The row the handlers act on: the current one, or the first selected
+// where the list has none current.
+int actedRow(const ListModel& files) {
+    const int current = files.listIndex();
+    if (current >= 0 && current < files.count()) return current;
+    for (int i = 0; i < files.count(); ++i)
+        if (files.selected(i)) return i;
+    return -1;
+}
+
+void deleteFile(App& app) {
+    ListModel& files = app.lstFiles;
+    if (!HasSelection(app, files, true)) return;
+    const int row = actedRow(files);
+    if (row < 0) return;
+    const QString name = files.text(row);
+    if (app.ConfirmFileDelete &&
+        !app.prompter->askOkCancel(QStringLiteral("Delete file : ") + name + QStringLiteral(" ?"),
+                                   QStringLiteral("Delete")))
+        return;
+    if (!QFile::remove(app.DestDir + name)) {
+        app.prompter->message(QStringLiteral("Could not remove file"), QStringLiteral("Error!"),
+                              Prompter::Icon::Exclamation);
+        return;
+    }
+    files.removeItem(row);
+    if (files.count() > 0) files.setListIndex(0);
+}
 
 } // namespace
 
@@ -25,9 +59,47 @@ void CleanAttachName(App& app) {
 void AddaFile(App& app, QString& tmp) {
     int row = -1;
     if (app.lstFiles.find(tmp, FindMode::Contains, 0) < 0) {
+        const qsizetype dot = tmp.indexOf(u'.');
+        GetFileIcon(app, dot < 0 ? QString() : tmp.mid(dot), 0);
         app.lstFiles.addItem(-1, tmp, QStringLiteral("0"), 0);
         row = app.lstFiles.count() - 1;
+        app.lstFiles.setPicture(row, app.Picture2);
     }
-    emit app.fileAdded(tmp, row);
+    if (app.menuPreviewChecked) {
+        const QString ending = tmp.right(4).toUpper();
+        if (ending != QLatin1String(".AVI") && ending != QLatin1String(".MOV"))
+            ShowPreview(app, tmp);
+    }
     UpdateListTitles(app, QStringLiteral("3"));
+    emit app.fileAdded(tmp, row);
+}
+
+void lstFiles_Click(App& app) {
+    const int row = app.lstFiles.listIndex();
+    if (row < 0 || row >= app.lstFiles.count() || app.PreviewOn == 0) return;
+    ShowPreview(app, app.lstFiles.text(row));
+}
+
+void lstFiles_DblClick(App& app) {
+    if (!HasSelection(app, app.lstFiles, true) || app.Busy) return;
+    const int row = actedRow(app.lstFiles);
+    if (row >= 0) ShellLaunch(app, app.DestDir + app.lstFiles.text(row));
+}
+
+void lstFiles_KeyPress(App& app, int key) {
+    if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+        lstFiles_DblClick(app);
+    } else if (key == Qt::Key_Space) {
+        ListModel& files = app.lstFiles;
+        if (files.listIndex() < 0 && files.count() > 0) {
+            files.setSelected(0, true);
+            files.setListIndex(0);
+        }
+    }
+}
+
+void lstFiles_KeyDown(App& app, int key) {
+    if (key == Qt::Key_Delete) deleteFile(app);
+    UpdateListTitles(app, QStringLiteral("3"));
+    lstFiles_Click(app);
 }

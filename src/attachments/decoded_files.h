@@ -9,6 +9,17 @@ class App;
 // around it go, the first "|" becomes "-". Empty means no attachment.
 void CleanAttachName(App& app);
 
-// Lists a file that now exists in DestDir in lstFiles, unless a row holds
-// its name already, and updates the list's title.
+// Lists a file that now exists in DestDir in lstFiles with the icon of its
+// type, unless a row holds its name already; previews it when it isn't a
+// video and the preview is on; updates the list's title.
 void AddaFile(App& app, QString& tmp);
+
+// Handlers of lstFiles. Click previews the current row's file; double click
+// (and Enter) opens it with the desktop's application; Space makes row 0
+// current when no row is; Delete deletes the current row's file and row.
+// Key codes are Qt's.
+void lstFiles_Click(App& app);
+void lstFiles_DblClick(App& app);
+void lstFiles_KeyPress(App& app, int key);
+// Runs for every key, after the list has moved its current row.
+void lstFiles_KeyDown(App& app, int key);

@@ -1,5 +1,6 @@
 #include "news/connection.h"
 
+#include "attachments/preview.h"
 #include "news/group_list.h"
 #include "news/nntp_control.h"
 #include "shell/app.h"
@@ -113,7 +114,7 @@ void cmdDisconnect(App& app) {
     if (!connectionClosed(app)) {
         if (!app.Busy) {
             HourGlass(app, true);
-            if (app.PreviewOn == 1) emit app.clearPreview();
+            if (app.PreviewOn == 1) ClearPreviews(app);
             SetMenuItem(app, 6, false);
             UpdateListTitles(app, QStringLiteral("3"));
             UpdateListTitles(app, QStringLiteral("4"));

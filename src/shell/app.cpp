@@ -43,6 +43,7 @@ App::App(QObject* parent) : QObject(parent) {
     MDEC = std::make_unique<Decoder>();
     connectDecoderEvents(*this);
     frame(Frame::Preview).title = QStringLiteral("Image Preview");
+    Picture1.setBackground(QColor(0, 128, 128)); // preview starts on
 }
 
 App::~App() = default;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "attachments/picture_control.h"
 #include "shell/list_model.h"
 #include "shell/prompter.h"
 
@@ -133,7 +134,18 @@ public:
     QString menuConnectCaption;
     bool menuPreviewChecked = true;
     bool menuPreviewLEnabled = true;
-    bool previewTeal = true; // background of the preview picture
+    // The small preview and the large window's picture.
+    PictureControl Picture1, Image1;
+    // File-type icons of lstFiles by theme name, and the one drawn last
+    // (a row picture, -1 while none was drawn).
+    QStringList fileIconNames;
+    int Picture2 = -1;
+
+    // ---- frmMaxPrev, the large preview ----
+    QString lPicture; // bare name of the file on view
+    QString maxPrevCaption = QStringLiteral("Preview");
+    // Its rectangle in twips, read when it opens and saved when it closes.
+    double PTop = 0, PLeft = 0, PWidth = 5115, PHeight = 5115;
     std::array<ToolButtonState, 15> toolbar;
 
     // Frames and the window's own geometry, in twips.
@@ -161,6 +173,10 @@ public:
     // ticked for the flags that are on, the text fields. Installed by the
     // windows layer; LoadSettings runs it.
     std::function<void()> loadSetup;
+    // Open and close frmMaxPrev; installed by the windows layer. Unset, the
+    // large preview only changes the state above.
+    std::function<void()> showLargePreview;
+    std::function<void()> closeLargePreview;
     // Opens the message viewer on a row of lstMessages, not modal; installed
     // by the viewer. Unset, the right button on the list does nothing.
     std::function<void(int row)> showViewer;
@@ -203,10 +219,10 @@ signals:
     void hourGlassChanged(bool on);
     void geometryChanged();
     void toolbarRepaint();
-    // The preview was switched: the picture is cleared and the large window closed when off.
+    // The preview was switched on or off: menu check mark and menuPreviewL.
     void previewChanged();
-    // The preview picture (and the large window's) is emptied.
-    void clearPreview();
+    // Caption of frmMaxPrev.
+    void largePreviewChanged();
     // A decoded file is in DestDir; row is its row of lstFiles, or -1 when a
     // row of that name was there already. Icon and preview follow from here.
     void fileAdded(const QString& name, int row);

@@ -93,8 +93,10 @@ void ListView::dropEvent(QDropEvent* e) {
 }
 
 void ListView::keyPressEvent(QKeyEvent* e) {
-    emit keyDown(e->key(), e->modifiers());
+    const int key = e->key();
+    emit keyDown(key, e->modifiers());
     if (e->isAccepted()) QListView::keyPressEvent(e);
+    emit keyHandled(key);
 }
 
 void ListView::mousePressEvent(QMouseEvent* e) {

@@ -20,6 +20,8 @@ public:
 signals:
     void rowDoubleClicked(int row);
     void keyDown(int key, Qt::KeyboardModifiers modifiers);
+    // The same key once the list has handled it (moved its current row).
+    void keyHandled(int key);
     void rightClicked(int row);
     void textDropped(const QString& text);
 

@@ -1,6 +1,10 @@
 #include "shell/main_window.h"
 
+#include "attachments/decoded_files.h"
 #include "attachments/download_drivers.h"
+#include "attachments/file_icons.h"
+#include "attachments/max_preview_window.h"
+#include "attachments/picture_widget.h"
 #include "attachments/preview.h"
 #include "favorites/favorites_file.h"
 #include "favorites/favorites_list.h"
@@ -47,11 +51,19 @@ MainWindow::MainWindow(App& app, QWidget* parent)
     buildStatusBar();
     connectApp();
     connectCommands();
+    connectFiles();
     // The setup dialog lives as long as the window: its list is the live
     // server list. Startup fills it; Setup and Connect show it modally.
     setup_ = new SetupDialog(app_, this);
     app_.loadSetup = [this] { setup_->Form_Load(); };
     app_.showSetup = [this] { setup_->exec(); };
+    app_.showLargePreview = [this] {
+        if (!maxPrev_) maxPrev_ = new MaxPreviewWindow(app_, pxPerTwip(), this);
+        maxPrev_->open();
+    };
+    app_.closeLargePreview = [this] {
+        if (maxPrev_) maxPrev_->close();
+    };
     if (QScreen* s = screen()) {
         const QRect r = s->availableGeometry();
         app_.ScreenWidth = r.width() / pxPerTwip();
@@ -63,6 +75,8 @@ MainWindow::~MainWindow() {
     ListModel::pictureProvider = nullptr;
     app_.loadSetup = nullptr;
     app_.showSetup = nullptr;
+    app_.showLargePreview = nullptr;
+    app_.closeLargePreview = nullptr;
     if (app_.prompter == prompter_.get()) app_.prompter = nullptr;
 }
 
@@ -79,6 +93,10 @@ double MainWindow::pxPerTwip() const {
 }
 
 QIcon MainWindow::image(int number) const {
+    if (number >= kFileIconBase) {
+        const QString name = app_.fileIconNames.value(number - kFileIconBase);
+        return QIcon::fromTheme(name, style()->standardIcon(QStyle::SP_FileIcon));
+    }
     // Pictures of the image list; only their numbers matter to the logic.
     static const QStyle::StandardPixmap pixmaps[] = {
         QStyle::SP_CustomBase,             // 0 none
@@ -167,11 +185,8 @@ void MainWindow::buildFrames() {
     addList(Frame::Files, app_.lstFiles, "lstFiles");
     addList(Frame::HTTP, app_.lstHTTP, "lstHTTP");
 
-    auto* pic = new QLabel(frameBox(Frame::Preview));
-    pic->setObjectName(QStringLiteral("Picture1"));
-    pic->setAutoFillBackground(true);
-    pic->setAlignment(Qt::AlignCenter);
-    picture1_ = pic;
+    picture1_ = new PictureWidget(app_.Picture1, frameBox(Frame::Preview));
+    picture1_->setObjectName(QStringLiteral("Picture1"));
 
     progBar_ = new QProgressBar(frameBox(Frame::Prog));
     progBar_->setObjectName(QStringLiteral("progBar"));
@@ -215,14 +230,10 @@ void MainWindow::connectApp() {
         else
             QApplication::restoreOverrideCursor();
     });
-    connect(&app_, &App::clearPreview, this, [this] { static_cast<QLabel*>(picture1_)->clear(); });
     connect(&app_, &App::previewChanged, this, [this] {
         QAction* preview = action(QStringLiteral("menuPreview"));
         preview->setChecked(app_.menuPreviewChecked);
         action(QStringLiteral("menuPreviewL"))->setEnabled(app_.menuPreviewLEnabled);
-        QPalette pal = picture1_->palette();
-        pal.setColor(QPalette::Window, app_.previewTeal ? QColor(0, 128, 128) : QColor(Qt::black));
-        picture1_->setPalette(pal);
     });
     emit app_.previewChanged();
 }
@@ -285,6 +296,24 @@ void MainWindow::connectCommands() {
             lstGroups_DblClick(app_);
         else if (key == Qt::Key_A && (mods & Qt::ControlModifier))
             app_.lstGroups.selectAll();
+    });
+}
+
+void MainWindow::connectFiles() {
+    connect(action(QStringLiteral("menuPreviewL")), &QAction::triggered, this,
+            [this] { menuPreviewL_Click(app_); });
+    connect(picture1_, &PictureWidget::doubleClicked, this, [this] { Picture1_DblClick(app_); });
+    ListView* files = view(app_.lstFiles);
+    connect(files, &QAbstractItemView::clicked, this, [this] { lstFiles_Click(app_); });
+    connect(files, &ListView::rowDoubleClicked, this, [this](int) { lstFiles_DblClick(app_); });
+    connect(files, &ListView::keyDown, this, [this](int key, Qt::KeyboardModifiers) {
+        if (key == Qt::Key_Return || key == Qt::Key_Enter || key == Qt::Key_Space)
+            lstFiles_KeyPress(app_, key);
+    });
+    // After the list has moved its current row, so the preview follows it.
+    connect(files, &ListView::keyHandled, this, [this, files](int key) {
+        lstFiles_KeyDown(app_, key);
+        files->viewport()->update();
     });
 }
 

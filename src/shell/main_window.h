@@ -13,6 +13,8 @@ class QToolBar;
 class ListView;
 class DialogPrompter;
 class SetupDialog;
+class PictureWidget;
+class MaxPreviewWindow;
 
 // frmMain: shows what the App holds and hands the user's commands to the
 // procedures of the subsystems. It owns no state of the logic.
@@ -33,7 +35,9 @@ public:
     QLabel* statusPanel(int panel) const { return panels_[panel]; }
     QProgressBar* progBar() const { return progBar_; }
     ListView* view(const ListModel& list) const;
-    QWidget* picture() const { return picture1_; }
+    PictureWidget* picture() const { return picture1_; }
+    // frmMaxPrev, made when first opened; null until then.
+    MaxPreviewWindow* largePreview() const { return maxPrev_; }
     // frmSetup: made with the window, hidden until the end.
     SetupDialog* setupDialog() const { return setup_; }
 
@@ -55,6 +59,7 @@ private:
     void buildStatusBar();
     void connectApp();
     void connectCommands();
+    void connectFiles();
     void readGeometry();
     // 0 normal, 1 minimised, 2 maximised, as far as anyone knows yet.
     int shownState() const;
@@ -76,7 +81,8 @@ private:
     std::array<QGroupBox*, static_cast<int>(Frame::Count)> frameBoxes_{};
     std::array<QLabel*, 4> panels_{};
     QProgressBar* progBar_ = nullptr;
-    QWidget* picture1_ = nullptr;
+    PictureWidget* picture1_ = nullptr;
+    MaxPreviewWindow* maxPrev_ = nullptr;
     SetupDialog* setup_ = nullptr;
     QList<ListView*> views_;
     bool applying_ = false;

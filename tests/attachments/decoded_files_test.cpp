@@ -1,0 +1,280 @@
+// Decoded files without a screen: AddaFile with its icons and preview, the
+// handlers of lstFiles, the preview switch, the large preview's keys, and
+// reading pictures that are damaged or too large.
+#include "attachments/decoded_files.h"
+#include "attachments/file_icons.h"
+#include "attachments/picture_control.h"
+#include "attachments/preview.h"
+#include "fixtures/test_app.h"
+#include "test_pictures.h"
+
+#include <QDir>
+#include <QFile>
+#include <gtest/gtest.h>
+
+namespace {
+
+// A white 1x1 GIF, as small as the format allows.
+const QByteArray kGif("GIF89a\x01\x00\x01\x00\x80\x00\x00\xff\xff\xff\x00\x00\x00"
+                      ",\x00\x00\x00\x00\x01\x00\x01\x00\x00\x02\x02\x44\x01\x00;",
+                      35);
+
+struct DecodedFiles : ::testing::Test {
+    TestApp t;
+    App& app = t.app;
+
+    void SetUp() override {
+        app.DestDir = t.path("download/");
+        QDir().mkpath(app.DestDir);
+    }
+    QString write(const QString& name, const QByteArray& data) {
+        EXPECT_TRUE(t.writeFile("download/" + name, data));
+        return app.DestDir + name;
+    }
+    // Writes a file into DestDir and lists it the way a finished download does.
+    void decoded(const QString& name, const QByteArray& data) {
+        write(name, data);
+        QString n = name;
+        AddaFile(app, n);
+    }
+    QColor shownColour() const { return app.Picture1.image().pixelColor(0, 0); }
+};
+
+TEST_F(DecodedFiles, AddaFileListsOnceWithTheIconOfTheTypeAndPreviewsPicturesButNotVideos) {
+    const QByteArray red = encoded(filled({8, 4}, Qt::red), "PNG");
+    decoded("a.jpg", encoded(filled({8, 4}, Qt::green), "JPG"));
+    decoded("aa.png", red);
+    decoded("notes", "plain text");
+    decoded("b.tar.gz", "not really");
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.jpg", "aa.png", "notes", "b.tar.gz"}));
+    EXPECT_EQ(app.frame(Frame::Files).title, "Decoded Files (4)");
+    for (int i = 0; i < app.lstFiles.count(); ++i)
+        EXPECT_EQ(app.lstFiles.tag(i), "0");
+
+    // Pictures get the image icon; a name without extension gets the icon
+    // drawn last; the whole ending picks the type.
+    auto icon = [this](int row) {
+        return app.fileIconNames.value(app.lstFiles.picture(row) - kFileIconBase);
+    };
+    EXPECT_EQ(icon(0), FindIconSource(".jpg"));
+    EXPECT_FALSE(icon(0).isEmpty()) << "adwaita-icon-theme installed?";
+    EXPECT_EQ(app.lstFiles.picture(2), app.lstFiles.picture(1));
+    EXPECT_EQ(icon(3), FindIconSource(".tar.gz"));
+    EXPECT_NE(icon(3), icon(0));
+    EXPECT_EQ(FindIconSource(".no-such-type"), "");
+
+    // The preview shows the last picture; text files leave it.
+    EXPECT_EQ(app.Picture1.fileName(), app.DestDir + "aa.png");
+    EXPECT_EQ(shownColour(), QColor(Qt::red));
+
+    // A name that a listed name contains counts as listed.
+    decoded("a.png", encoded(filled({8, 4}, Qt::blue), "PNG"));
+    EXPECT_EQ(app.lstFiles.count(), 4);
+    EXPECT_EQ(shownColour(), QColor(Qt::blue));
+
+    // Only the last four characters decide what is a video.
+    decoded("x.jpg.avi", red);
+    EXPECT_EQ(shownColour(), QColor(Qt::blue));
+    decoded("x.MOV", red);
+    EXPECT_EQ(shownColour(), QColor(Qt::blue));
+    decoded("x.avi.jpg", encoded(filled({8, 4}, Qt::yellow), "JPG"));
+    EXPECT_EQ(app.Picture1.fileName(), app.DestDir + "x.avi.jpg");
+
+    // Preview off: rows still come, no picture.
+    menuPreview_Click(app);
+    decoded("c.png", red);
+    EXPECT_TRUE(app.Picture1.fileName().isEmpty());
+    EXPECT_EQ(app.lstFiles.count(), 8);
+}
+
+TEST_F(DecodedFiles, PictureControlKeepsItsPictureWhenAFileCantBeShown) {
+    // Enough scan data that a cut lands inside it, not in the tables.
+    QImage noise(200, 150, QImage::Format_RGB32);
+    for (int y = 0; y < noise.height(); ++y)
+        for (int x = 0; x < noise.width(); ++x)
+            noise.setPixel(x, y, qRgb(0, (x * 7 + y * 13) % 256, (x * y) % 256));
+    const QByteArray jpeg = encoded(noise, "JPG");
+    const QByteArray bmp = encoded(filled({64, 48}, Qt::blue), "BMP");
+    const QByteArray png = encoded(filled({64, 48}, Qt::blue), "PNG");
+    struct Case {
+        const char* name;
+        QByteArray data;
+        bool shown;
+    };
+    const Case cases[] = {
+        {"whole.jpg", jpeg, true},
+        {"whole.bmp", bmp, true},
+        {"whole.gif", kGif, true},
+        {"cut.png", png.left(png.size() * 6 / 10), false},
+        {"cut.jpg", jpeg.left(jpeg.size() * 6 / 10), false},
+        {"cut.bmp", bmp.left(bmp.size() / 2), false},
+        {"cut.gif", kGif.left(kGif.size() - 1), false},
+        {"text.jpg", "no picture in here", false},
+        {"empty.png", "", false},
+        {"huge.png", pngClaiming(100000, 100000), false},
+        {"wide.png", pngClaiming(0x7fffffff, 1), false},
+    };
+    PictureControl control;
+    const QString red = write("red.png", encoded(filled({4, 4}, Qt::red), "PNG"));
+    for (const Case& c : cases) {
+        ASSERT_TRUE(control.setFileName(red));
+        const QString path = write(c.name, c.data);
+        EXPECT_EQ(control.setFileName(path), c.shown) << c.name;
+        EXPECT_EQ(control.fileName(), c.shown ? path : red) << c.name;
+        EXPECT_EQ(control.image().pixelColor(0, 0) != QColor(Qt::red), c.shown) << c.name;
+    }
+    ASSERT_TRUE(control.setFileName(QString()));
+    EXPECT_TRUE(control.image().isNull());
+}
+
+TEST_F(DecodedFiles, APictureLargerThanAnyScreenIsKeptSmaller) {
+    QImage big(6000, 4000, QImage::Format_Grayscale8);
+    big.fill(200);
+    const QString path = write("big.jpg", encoded(big, "JPG"));
+    const QImage shown = loadPicture(path);
+    ASSERT_FALSE(shown.isNull());
+    EXPECT_LE(qint64(shown.width()) * shown.height(), qint64(1) << 24);
+    EXPECT_NEAR(double(shown.width()) / shown.height(), 1.5, 0.01);
+}
+
+TEST_F(DecodedFiles, ClickDoubleClickEnterAndSpaceOnTheList) {
+    decoded("one.png", png({8, 4}, Qt::red));
+    decoded("two.png", encoded(filled({8, 4}, Qt::green), "PNG"));
+    app.Picture1.setFileName(QString());
+
+    // Nothing current: the click shows nothing, Space makes row 0 current.
+    lstFiles_Click(app);
+    EXPECT_TRUE(app.Picture1.fileName().isEmpty());
+    lstFiles_KeyPress(app, Qt::Key_Space);
+    EXPECT_EQ(app.lstFiles.listIndex(), 0);
+    EXPECT_TRUE(app.lstFiles.selected(0));
+    app.lstFiles.setListIndex(1);
+    lstFiles_KeyPress(app, Qt::Key_Space);
+    EXPECT_EQ(app.lstFiles.listIndex(), 1);
+    lstFiles_Click(app);
+    EXPECT_EQ(app.Picture1.fileName(), app.DestDir + "two.png");
+
+    lstFiles_KeyPress(app, Qt::Key_Return);
+    lstFiles_DblClick(app);
+    ASSERT_EQ(t.openedUrls.size(), 2);
+    EXPECT_EQ(t.openedUrls[0].toLocalFile(), app.DestDir + "two.png");
+
+    app.Busy = true;
+    lstFiles_DblClick(app);
+    app.Busy = false;
+    app.lstFiles.clearSelection();
+    lstFiles_DblClick(app);
+    EXPECT_EQ(t.openedUrls.size(), 2);
+    EXPECT_EQ(t.prompter.messages(), QStringList({"Please Select Item(s) First"}));
+}
+
+TEST_F(DecodedFiles, DeleteAsksRemovesFileAndRowAndSaysWhenItCant) {
+    decoded("a.png", png({8, 4}, Qt::red));
+    decoded("b.png", png({8, 4}, Qt::green));
+    decoded("c.png", png({8, 4}, Qt::blue));
+
+    lstFiles_KeyDown(app, Qt::Key_Delete);
+    EXPECT_EQ(t.prompter.messages(), QStringList({"Please Select Item(s) First"}));
+    EXPECT_EQ(app.lstFiles.count(), 3);
+
+    // Only the current row goes, whatever else is selected.
+    app.lstFiles.selectAll();
+    app.lstFiles.setListIndex(1);
+    t.prompter.answerOkCancel(false).answerOkCancel(true);
+    lstFiles_KeyDown(app, Qt::Key_Delete);
+    EXPECT_EQ(app.lstFiles.count(), 3);
+    lstFiles_KeyDown(app, Qt::Key_Delete);
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.png", "c.png"}));
+    EXPECT_FALSE(QFile::exists(app.DestDir + "b.png"));
+    EXPECT_EQ(t.prompter.texts(ScriptedPrompter::Kind::OkCancel),
+              QStringList({"Delete file : b.png ?", "Delete file : b.png ?"}));
+    EXPECT_EQ(t.prompter.shown().back().title, "Delete");
+    // Row 0 becomes current and the key's click shows it.
+    EXPECT_EQ(app.lstFiles.listIndex(), 0);
+    EXPECT_EQ(app.Picture1.fileName(), app.DestDir + "a.png");
+    EXPECT_EQ(app.frame(Frame::Files).title, "Decoded Files (2)");
+
+    // A file that can't be removed keeps its row.
+    app.ConfirmFileDelete = false;
+    QFile::remove(app.DestDir + "a.png");
+    QDir(app.DestDir).mkpath("a.png/inside");
+    t.prompter.clearShown();
+    lstFiles_KeyDown(app, Qt::Key_Delete);
+    EXPECT_EQ(t.prompter.messages(), QStringList({"Could not remove file"}));
+    EXPECT_EQ(t.prompter.shown().back().title, "Error!");
+    EXPECT_EQ(app.lstFiles.count(), 2);
+
+    app.lstFiles.setListIndex(1);
+    lstFiles_KeyDown(app, Qt::Key_Delete);
+    app.lstFiles.setListIndex(0);
+    app.lstFiles.setSelected(0, true);
+    QDir(app.DestDir + "a.png").removeRecursively();
+    write("a.png", png({8, 4}, Qt::red));
+    lstFiles_KeyDown(app, Qt::Key_Delete);
+    EXPECT_EQ(app.lstFiles.count(), 0);
+    EXPECT_EQ(app.lstFiles.listIndex(), -1);
+
+    // Downloaded again after its row was deleted: the row comes back.
+    decoded("b.png", png({8, 4}, Qt::green));
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"b.png"}));
+}
+
+TEST_F(DecodedFiles, PreviewSwitchAndTheLargePreviewsKeys) {
+    int opened = 0, closed = 0;
+    app.showLargePreview = [&] {
+        ++opened;
+        frmMaxPrev_Load(app);
+    };
+    app.closeLargePreview = [&] {
+        ++closed;
+        frmMaxPrev_Unload(app);
+    };
+    for (const char* c : {"a", "b", "c"})
+        decoded(QString(c) + ".png", png({8, 4}, Qt::red));
+    decoded("d.png", encoded(filled({8, 4}, Qt::blue), "PNG"));
+
+    Picture1_DblClick(app);
+    ASSERT_TRUE(app.LargePreviewOpen);
+    EXPECT_EQ(app.Image1.fileName(), app.DestDir + "d.png");
+    EXPECT_EQ(app.maxPrevCaption, "Preview (d.png)");
+    EXPECT_EQ(app.PWidth, 5115);
+
+    // The arrows walk the list and stop at both ends.
+    const QString expected[] = {"c.png", "b.png", "a.png", "a.png"};
+    for (const QString& name : expected) {
+        SetlPicture(app, Qt::Key_Up);
+        EXPECT_EQ(app.lPicture, name);
+        EXPECT_EQ(app.Image1.fileName(), app.DestDir + name);
+    }
+    EXPECT_EQ(app.lstFiles.listIndex(), 0);
+    for (int i = 0; i < 5; ++i)
+        SetlPicture(app, Qt::Key_Down);
+    EXPECT_EQ(app.lPicture, "d.png");
+    EXPECT_EQ(app.lstFiles.listIndex(), 3);
+
+    // Delete acts on the file on view.
+    SetlPicture(app, Qt::Key_Up);
+    t.prompter.answerOkCancel(true);
+    SetlPicture(app, Qt::Key_Delete);
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.png", "b.png", "d.png"}));
+    EXPECT_FALSE(QFile::exists(app.DestDir + "c.png"));
+
+    // Off: picture gone, black, large window closed; Picture1's double click
+    // then opens nothing.
+    menuPreview_Click(app);
+    EXPECT_EQ(closed, 1);
+    EXPECT_FALSE(app.LargePreviewOpen);
+    EXPECT_TRUE(app.Picture1.image().isNull());
+    EXPECT_EQ(app.Picture1.background(), QColor(Qt::black));
+    EXPECT_EQ(app.frame(Frame::Preview).title, "*Image Preview");
+    EXPECT_FALSE(app.menuPreviewLEnabled);
+    Picture1_DblClick(app);
+    menuPreviewL_Click(app);
+    EXPECT_EQ(opened, 1);
+    menuPreview_Click(app);
+    EXPECT_EQ(app.Picture1.background(), QColor(0, 128, 128));
+    EXPECT_EQ(app.frame(Frame::Preview).title, "Image Preview");
+    EXPECT_TRUE(t.hasSetting("PWidth"));
+}
+
+} // namespace
