@@ -92,13 +92,10 @@ void frmMaxPrev_Load(App& app) {
 void frmMaxPrev_Unload(App& app) {
     app.LargePreviewOpen = false;
     auto s = app.openSettings();
-    auto number = [&](const char* key, double v) {
-        s->setValue(QLatin1String(key), QString::number(v, 'g', 15));
-    };
-    number("PTop", app.PTop);
-    number("PLeft", app.PLeft);
-    number("PHeight", app.PHeight);
-    number("PWidth", app.PWidth);
+    storeNumber(*s, "PTop", app.PTop);
+    storeNumber(*s, "PLeft", app.PLeft);
+    storeNumber(*s, "PHeight", app.PHeight);
+    storeNumber(*s, "PWidth", app.PWidth);
     s->sync();
 }
 

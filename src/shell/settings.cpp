@@ -105,9 +105,7 @@ void SaveSettings(App& app) {
         s->setValue(QLatin1String(key), on ? QStringLiteral("1") : QStringLiteral("0"));
     };
     auto text = [&](const char* key, const QString& v) { s->setValue(QLatin1String(key), v); };
-    auto number = [&](const char* key, double v) {
-        s->setValue(QLatin1String(key), QString::number(v, 'g', 15));
-    };
+    auto number = [&](const char* key, double v) { storeNumber(*s, key, v); };
     flag("BinariesOnly", app.BinariesOnly);
     flag("SaveHTTP", app.SaveHTTP);
     flag("AutoLoadGroups", app.AutoLoadGroups);

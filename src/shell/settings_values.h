@@ -3,6 +3,11 @@
 #include <QSettings>
 #include <QString>
 
+// Numbers are stored as text, the way they are read back.
+inline void storeNumber(QSettings& s, const char* key, double v) {
+    s.setValue(QLatin1String(key), QString::number(v, 'g', 15));
+}
+
 // Reads stored text into typed variables. A value that is missing takes its
 // default; one that can't be turned into its type leaves the variable as it
 // was, so a letter in a number never stops the start.
