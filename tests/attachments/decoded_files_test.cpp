@@ -1,6 +1,5 @@
 // Decoded files without a screen: AddaFile with its icons and preview, the
-// handlers of lstFiles, the preview switch, the large preview's keys, and
-// reading pictures that are damaged or too large.
+// handlers of lstFiles, and reading pictures that are damaged or too large.
 #include "attachments/decoded_files.h"
 #include "attachments/file_icons.h"
 #include "attachments/picture_control.h"
@@ -217,64 +216,6 @@ TEST_F(DecodedFiles, DeleteAsksRemovesFileAndRowAndSaysWhenItCant) {
     // Downloaded again after its row was deleted: the row comes back.
     decoded("b.png", png({8, 4}, Qt::green));
     EXPECT_EQ(texts(app.lstFiles), QStringList({"b.png"}));
-}
-
-TEST_F(DecodedFiles, PreviewSwitchAndTheLargePreviewsKeys) {
-    int opened = 0, closed = 0;
-    app.showLargePreview = [&] {
-        ++opened;
-        frmMaxPrev_Load(app);
-    };
-    app.closeLargePreview = [&] {
-        ++closed;
-        frmMaxPrev_Unload(app);
-    };
-    for (const char* c : {"a", "b", "c"})
-        decoded(QString(c) + ".png", png({8, 4}, Qt::red));
-    decoded("d.png", encoded(filled({8, 4}, Qt::blue), "PNG"));
-
-    Picture1_DblClick(app);
-    ASSERT_TRUE(app.LargePreviewOpen);
-    EXPECT_EQ(app.Image1.fileName(), app.DestDir + "d.png");
-    EXPECT_EQ(app.maxPrevCaption, "Preview (d.png)");
-    EXPECT_EQ(app.PWidth, 5115);
-
-    // The arrows walk the list and stop at both ends.
-    const QString expected[] = {"c.png", "b.png", "a.png", "a.png"};
-    for (const QString& name : expected) {
-        SetlPicture(app, Qt::Key_Up);
-        EXPECT_EQ(app.lPicture, name);
-        EXPECT_EQ(app.Image1.fileName(), app.DestDir + name);
-    }
-    EXPECT_EQ(app.lstFiles.listIndex(), 0);
-    for (int i = 0; i < 5; ++i)
-        SetlPicture(app, Qt::Key_Down);
-    EXPECT_EQ(app.lPicture, "d.png");
-    EXPECT_EQ(app.lstFiles.listIndex(), 3);
-
-    // Delete acts on the file on view.
-    SetlPicture(app, Qt::Key_Up);
-    t.prompter.answerOkCancel(true);
-    SetlPicture(app, Qt::Key_Delete);
-    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.png", "b.png", "d.png"}));
-    EXPECT_FALSE(QFile::exists(app.DestDir + "c.png"));
-
-    // Off: picture gone, black, large window closed; Picture1's double click
-    // then opens nothing.
-    menuPreview_Click(app);
-    EXPECT_EQ(closed, 1);
-    EXPECT_FALSE(app.LargePreviewOpen);
-    EXPECT_TRUE(app.Picture1.image().isNull());
-    EXPECT_EQ(app.Picture1.background(), QColor(Qt::black));
-    EXPECT_EQ(app.frame(Frame::Preview).title, "*Image Preview");
-    EXPECT_FALSE(app.menuPreviewLEnabled);
-    Picture1_DblClick(app);
-    menuPreviewL_Click(app);
-    EXPECT_EQ(opened, 1);
-    menuPreview_Click(app);
-    EXPECT_EQ(app.Picture1.background(), QColor(0, 128, 128));
-    EXPECT_EQ(app.frame(Frame::Preview).title, "Image Preview");
-    EXPECT_TRUE(t.hasSetting("PWidth"));
 }
 
 } // namespace

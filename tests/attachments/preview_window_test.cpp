@@ -95,10 +95,14 @@ TEST_F(PreviewWindow, Picture1DrawsTheLastDecodedPictureFittedToItsFrame) {
     // Preview off: black and empty.
     window->action("menuPreview")->trigger();
     EXPECT_EQ(centre(picture), QColor(Qt::black));
+    EXPECT_EQ(window->frameBox(Frame::Preview)->title(), "*Image Preview");
     EXPECT_FALSE(window->action("menuPreview")->isChecked());
     EXPECT_FALSE(window->action("menuPreviewL")->isEnabled());
     QTest::mouseDClick(picture, Qt::LeftButton);
     EXPECT_EQ(window->largePreview(), nullptr);
+    window->action("menuPreview")->trigger();
+    EXPECT_EQ(centre(picture), kTeal);
+    EXPECT_EQ(window->frameBox(Frame::Preview)->title(), "Image Preview");
 }
 
 TEST_F(PreviewWindow, LargeWindowWalksTheListDeletesAndIgnoresVideos) {
