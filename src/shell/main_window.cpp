@@ -425,6 +425,8 @@ void MainWindow::layoutFrames() {
 void MainWindow::closeEvent(QCloseEvent* e) {
     // The close request always takes the way of Exit, whatever its reason.
     e->accept();
+    // An open large preview keeps its rectangle for the next start too.
+    if (maxPrev_ && maxPrev_->isVisible()) maxPrev_->close();
     cmdExit(app_);
 }
 

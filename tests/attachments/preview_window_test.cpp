@@ -172,6 +172,14 @@ TEST_F(PreviewWindow, LargeWindowKeepsItsNormalRectangleWhenClosedMaximised) {
     window->action("menuPreview")->trigger();
     EXPECT_FALSE(large->isVisible());
     EXPECT_FALSE(app.LargePreviewOpen);
+
+    // Left open at exit, it still keeps where it was.
+    window->action("menuPreview")->trigger();
+    large = openLarge();
+    large->move(qRound(2400 * k), qRound(1200 * k));
+    window->close();
+    EXPECT_EQ(t.endProcessCalls, 1);
+    EXPECT_NEAR(t.setting("PLeft").toDouble(), 2400, 1 / k);
 }
 
 } // namespace
