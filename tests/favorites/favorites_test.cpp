@@ -1,12 +1,16 @@
-// The favourites: their file and list, drops of group rows, and the markers
-// that write listing results back into the rows.
-#include "favorites/favorites_file.h"
+// The favourites in the main window: group rows dropped onto the list, the
+// Delete and Select All keys, the File menu, and the markers of listings.
 #include "favorites/favorites_list.h"
 #include "favorites/markers.h"
 #include "fixtures/test_app.h"
-#include "setup/server_list.h"
+#include "shell/list_view_widget.h"
+#include "shell/main_window.h"
 
-#include <QFile>
+#include <QAction>
+#include <QDropEvent>
+#include <QGroupBox>
+#include <QMimeData>
+#include <QTest>
 #include <gtest/gtest.h>
 
 namespace {
@@ -14,136 +18,143 @@ namespace {
 struct Favorites : ::testing::Test {
     TestApp t;
     App& app = t.app;
+    std::unique_ptr<MainWindow> window;
+
     void SetUp() override {
+        window = std::make_unique<MainWindow>(app);
+        app.prompter = &t.prompter; // the window installs real dialogs; tests script them
         t.load();
-        app.CurrentServer = "news.one.test";
+        window->applyGeometry();
+        window->show();
+        app.CurrentServer = "news.test";
     }
     QStringList rows() const { return texts(app.lstFavorites); }
+    QString title() const { return window->frameBox(Frame::Favorites)->title(); }
+    QByteArray saved() const { return t.readFile("ZanderfellFavorites.fav"); }
+    // Drags a row of lstGroups onto the favourites as the mouse would.
+    bool dragGroupRow(int row) {
+        std::unique_ptr<QMimeData> mime(app.lstGroups.mimeData({app.lstGroups.index(row)}));
+        if (!mime) return false;
+        QWidget* target = window->view(app.lstFavorites)->viewport();
+        const QPoint at = target->rect().center();
+        QDragEnterEvent enter(at, Qt::CopyAction, mime.get(), Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(target, &enter);
+        QDragMoveEvent move(at, Qt::CopyAction, mime.get(), Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(target, &move);
+        QDropEvent drop(QPointF(at), Qt::CopyAction, mime.get(), Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(target, &drop);
+        return enter.isAccepted() && drop.isAccepted();
+    }
 };
 
-TEST_F(Favorites, DropsMakeOneRowPerGroupAndServerInTheirForms) {
-    lstFavorites_Drop(app, mark(1) + "alt.binaries.pics (5)");
-    lstFavorites_Drop(app, "alt.empty (0)"); // no mark: the form without count
-    lstFavorites_Drop(app, "alt.plain");
-    lstFavorites_Drop(app, mark(1) + "alt.binaries.pics (5)"); // again: nothing new
-    app.CurrentServer = "news.two.test";
-    lstFavorites_Drop(app, mark(1) + "alt.binaries.pics (5)"); // other server: a row of its own
+TEST_F(Favorites, DroppedGroupRowsBecomeOneFavouritePerGroupAndServerAndDeleteRemovesThem) {
+    app.lstGroups.addItem(mark(1) + "alt.binaries.pics (12)");
+    app.lstGroups.addItem("alt.quiet (0)");
+    for (int row : {0, 1, 0})
+        EXPECT_TRUE(dragGroupRow(row));
+    lstFavorites_Drop(app, "alt.plain"); // a bare name carries no count
     lstFavorites_Drop(app, "");
+    app.CurrentServer = "news.two.test";
+    EXPECT_TRUE(dragGroupRow(0));
+    EXPECT_EQ(rows(),
+              (QStringList{mark(1) + "alt.binaries.pics (news.test) (12)",
+                           mark(4) + "alt.quiet (news.test) ", mark(4) + "alt.plain (news.test) ",
+                           mark(1) + "alt.binaries.pics (news.two.test) (12)"}));
+    EXPECT_EQ(saved(), (rows().join('\n') + '\n').toUtf8());
+    EXPECT_EQ(app.lstFavorites.picture(3), 12);
+    EXPECT_EQ(title(), "Favorite Groups [ZanderfellFavorites] (4)");
+    // What is shown leaves the mark out.
+    EXPECT_EQ(app.lstFavorites.data(app.lstFavorites.index(1), Qt::DisplayRole).toString(),
+              "alt.quiet (news.test) ");
 
-    EXPECT_EQ(rows(), (QStringList{mark(1) + "alt.binaries.pics (news.one.test) (5)",
-                                   mark(4) + "alt.empty (news.one.test) ",
-                                   mark(4) + "alt.plain (news.one.test) ",
-                                   mark(1) + "alt.binaries.pics (news.two.test) (5)"}));
-    EXPECT_EQ(app.lstFavorites.picture(0), 12);
-    // Saved at once, and the title counts the rows.
-    ListModel onDisk;
-    ASSERT_TRUE(onDisk.load(app.FavoritesFile));
-    EXPECT_EQ(onDisk.count(), 4);
-    EXPECT_EQ(app.frame(Frame::Favorites).title, "Favorite Groups [ZanderfellFavorites] (4)");
-
-    // While a server check borrows the list, drops and deletes are refused.
+    ListView* favorites = window->view(app.lstFavorites);
+    favorites->setFocus();
+    favorites->selectionModel()->select(
+        QItemSelection(app.lstFavorites.index(1), app.lstFavorites.index(2)),
+        QItemSelectionModel::ClearAndSelect);
+    // While a server check borrows the list, deletes and drops are refused.
     app.Busy = true;
+    QTest::keyClick(favorites, Qt::Key_Delete);
     lstFavorites_Drop(app, "alt.new");
-    app.lstFavorites.setSelected(0, true);
-    lstFavorites_DeleteSelected(app);
     EXPECT_EQ(app.lstFavorites.count(), 4);
-}
 
-TEST_F(Favorites, DeleteRemovesTheSelectedRowsAndSelectsTheFirst) {
-    for (const char* g : {"a.one", "a.two", "a.three", "a.four"})
-        lstFavorites_Drop(app, g);
-    app.lstFavorites.setSelected(1, true);
-    app.lstFavorites.setSelected(2, true);
-    lstFavorites_DeleteSelected(app);
-    EXPECT_EQ(rows(), (QStringList{mark(4) + "a.one (news.one.test) ",
-                                   mark(4) + "a.four (news.one.test) "}));
+    app.Busy = false;
+    QTest::keyClick(favorites, Qt::Key_Delete);
+    EXPECT_EQ(rows(), (QStringList{mark(1) + "alt.binaries.pics (news.test) (12)",
+                                   mark(1) + "alt.binaries.pics (news.two.test) (12)"}));
     EXPECT_TRUE(app.lstFavorites.selected(0));
     EXPECT_EQ(app.lstFavorites.listIndex(), 0);
-
-    lstFavorites_SelectAll(app);
-    lstFavorites_DeleteSelected(app);
+    QTest::keyClick(favorites, Qt::Key_A, Qt::ControlModifier);
+    EXPECT_EQ(app.lstFavorites.selCount(), 2);
+    QTest::keyClick(favorites, Qt::Key_Delete);
     EXPECT_EQ(app.lstFavorites.count(), 0);
-    EXPECT_EQ(app.lstFavorites.listIndex(), -1);
-    ListModel onDisk;
-    ASSERT_TRUE(onDisk.load(app.FavoritesFile));
-    EXPECT_EQ(onDisk.count(), 0);
+    EXPECT_EQ(saved(), "");
 }
 
-TEST_F(Favorites, NewSaveAndLoadFollowTheOverwriteAnswerAndTheTitle) {
+TEST_F(Favorites, FileMenuAsksBeforeOverwritingSavesTheListInHandAndRetitles) {
     lstFavorites_Drop(app, "alt.keep");
     const QString original = app.FavoritesFile;
-    const QString other = t.path("other.fav");
     ASSERT_TRUE(t.writeFile("other.fav", "alt.other\n"));
+    auto choose = [&](const char* item, const QString& file) {
+        t.prompter.answerFileName(file);
+        window->action(item)->trigger();
+    };
 
     // New onto an existing name, answered No: nothing changes.
-    t.prompter.answerFileName(other).answerYesNo(false);
-    menuNew_Click(app);
+    t.prompter.answerYesNo(false);
+    choose("menuNew", t.path("other.fav"));
     EXPECT_EQ(app.FavoritesFile, original);
     EXPECT_EQ(app.lstFavorites.count(), 1);
     EXPECT_EQ(t.readFile("other.fav"), "alt.other\n");
     EXPECT_EQ(t.prompter.texts(ScriptedPrompter::Kind::YesNo),
               QStringList{"OverWrite Existing File?"});
 
-    // Save under a new name with two dots: the title is cut at the first.
-    t.prompter.answerFileName(t.path("my.best.fav"));
-    menuSave_Click(app);
-    EXPECT_EQ(app.FavoritesFile, t.path("my.best.fav"));
-    EXPECT_EQ(app.FavoritesTitle, "my");
-    EXPECT_EQ(app.frame(Frame::Favorites).title, "Favorite Groups [my] (1)");
+    // Save under a name with two dots: the title is cut at the first.
+    choose("menuSave", t.path("my.best.fav"));
+    EXPECT_EQ(title(), "Favorite Groups [my] (1)");
 
-    // New answered Yes: an empty list under the name, the old file untouched.
-    t.prompter.answerFileName(other).answerYesNo(true);
-    menuNew_Click(app);
+    // New answered Yes: an empty list under that name, the old file untouched.
+    t.prompter.answerYesNo(true);
+    choose("menuNew", t.path("other.fav"));
     EXPECT_EQ(app.lstFavorites.count(), 0);
     EXPECT_EQ(t.readFile("other.fav"), "");
-    EXPECT_EQ(t.readFile("my.best.fav"), QByteArray("\xC3\xBF") + "4alt.keep (news.one.test) \n");
+    EXPECT_EQ(t.readFile("my.best.fav"), (mark(4) + "alt.keep (news.test) \n").toUtf8());
 
     // Load saves the list in hand first; a name without a dot is the title whole.
     lstFavorites_Drop(app, "alt.fresh");
     ASSERT_TRUE(t.writeFile("nodot", "alt.loaded (x) (3)\n"));
-    t.prompter.answerFileName(t.path("nodot"));
-    menuLoad_Click(app);
-    EXPECT_EQ(t.readFile("other.fav"), QByteArray("\xC3\xBF") + "4alt.fresh (news.one.test) \n");
+    choose("menuLoad", t.path("nodot"));
+    EXPECT_EQ(t.readFile("other.fav"), (mark(4) + "alt.fresh (news.test) \n").toUtf8());
     EXPECT_EQ(rows(), QStringList{"alt.loaded (x) (3)"});
     EXPECT_EQ(app.lstFavorites.picture(0), 12);
-    EXPECT_EQ(app.FavoritesTitle, "nodot");
+    EXPECT_EQ(title(), "Favorite Groups [nodot] (1)");
 
     // A cancelled chooser or a missing file changes nothing.
-    t.prompter.answerFileName(QString());
-    menuLoad_Click(app);
-    t.prompter.answerFileName(t.path("missing.fav"));
-    menuLoad_Click(app);
-    EXPECT_EQ(app.FavoritesTitle, "nodot");
+    choose("menuLoad", QString());
+    choose("menuLoad", t.path("missing.fav"));
+    EXPECT_EQ(title(), "Favorite Groups [nodot] (1)");
 }
 
-TEST_F(Favorites, MarkersWriteCountsFailuresAndPostingRightIntoRows) {
+TEST_F(Favorites, MarkersWriteFailuresEmptyGroupsAndPostingRightIntoRows) {
+    app.txtNNTPServ.addItem("????? ???    news.test");
+    app.PostAllowed = true;
+    updateGroupMarker(app); // nothing listed: a New row keeps its question marks
+    EXPECT_EQ(app.txtNNTPServ.text(0), "????? ???    news.test");
+
     lstFavorites_Drop(app, "alt.pics");
     app.lstGroups.addItem(mark(1) + "alt.pics (40)");
     app.lstGroups.addItem("alt.pics.d (0)");
-
-    updateGroupMarkerNFavs(app, " alt.pics ", 17);
-    EXPECT_EQ(rows(), QStringList{mark(1) + "alt.pics (news.one.test) (17)"});
-    EXPECT_EQ(app.lstGroups.text(0), mark(1) + "alt.pics (17)");
-
     app.LastError = -1;
-    updateGroupMarkerNFavs(app, "alt.pics", 17);
-    EXPECT_EQ(rows(), QStringList{mark(2) + "alt.pics (news.one.test)"});
+    updateGroupMarkerNFavs(app, " alt.pics ", 17);
+    EXPECT_EQ(rows(), QStringList{mark(2) + "alt.pics (news.test)"});
     EXPECT_EQ(app.lstGroups.text(0), mark(2) + "alt.pics");
-
     app.LastError = 0;
     updateGroupMarkerNFavs(app, "alt.pics", 0);
-    EXPECT_EQ(rows(), QStringList{mark(4) + "alt.pics (news.one.test) (0)"});
+    EXPECT_EQ(rows(), QStringList{mark(4) + "alt.pics (news.test) (0)"});
     EXPECT_EQ(app.lstGroups.text(0), "alt.pics (0)");
 
-    // The server row learns count and posting right; a New row keeps its question marks.
-    app.txtNNTPServ.addItem("????? ???    news.one.test");
-    app.PostAllowed = true;
-    updateGroupMarker(app);
-    EXPECT_EQ(app.txtNNTPServ.text(0), "00002  OK    news.one.test");
-    app.txtNNTPServ.setText(0, "????? ???    news.one.test");
-    app.lstGroups.clear();
-    updateGroupMarker(app); // no groups: nothing to say
-    EXPECT_EQ(app.txtNNTPServ.text(0), "????? ???    news.one.test");
+    updateGroupMarker(app); // the server row learns the count and the posting right
+    EXPECT_EQ(app.txtNNTPServ.text(0), "00002  OK    news.test");
 }
 
 } // namespace
