@@ -14,24 +14,22 @@
 
 namespace {
 
-struct Window : ::testing::Test {
+// Startup as the program runs it, on what an earlier run left in t's store.
+std::unique_ptr<MainWindow> open(TestApp& t) {
+    auto window = std::make_unique<MainWindow>(t.app);
+    t.app.prompter = &t.prompter;
+    t.load();
+    window->applyGeometry();
+    window->show();
+    return window;
+}
+
+// Samples of the menu table at startup (a shortcut, an item gated off, a checked
+// one, an item in two menus), then the size kept across a restart.
+TEST(Window, ShowsItsControlsAtStartupAndKeepsItsGeometryForTheNextStart) {
     TestApp t;
-    std::unique_ptr<MainWindow> window;
-
-    void open() {
-        window = std::make_unique<MainWindow>(t.app);
-        t.app.prompter = &t.prompter;
-        t.load();
-        window->applyGeometry();
-        window->show();
-    }
-};
-
-// Samples of the menu table as the window shows it: a shortcut, an item the
-// startup gating disabled, a checked one, an item in two menus.
-TEST_F(Window, ShowsMenusToolbarPanelsAndTitledFramesAtStartup) {
-    open();
-    QStringList top;
+    const auto window = open(t);
+    QStringList top, buttons;
     for (QAction* a : window->menuBar()->actions())
         top << a->text();
     EXPECT_EQ(top, (QStringList{"&File", "&Edit", "&Connection", "&Retreive", "&Post", "&Advanced",
@@ -42,7 +40,6 @@ TEST_F(Window, ShowsMenusToolbarPanelsAndTitledFramesAtStartup) {
     EXPECT_TRUE(window->action("menuPreview")->isChecked());
     EXPECT_EQ(window->menuItems(51).size(), 2);
 
-    QStringList buttons;
     for (int b = 1; b <= kToolbarButtons; ++b)
         if (QAction* a = window->toolButton(b)) buttons << a->text();
     EXPECT_EQ(buttons, (QStringList{"Setup", "Groups", "Stop", "Connect", "Download", "All", "View",
@@ -55,10 +52,7 @@ TEST_F(Window, ShowsMenusToolbarPanelsAndTitledFramesAtStartup) {
               "Favorite Groups [ZanderfellFavorites] (0)");
     EXPECT_FALSE(window->frameBox(Frame::Messages)->isVisible());
     EXPECT_EQ(window->windowTitle(), "Zanderfell! v2.5 () ");
-}
 
-TEST_F(Window, TooSmallSnapsBackAndClosingSavesTheGeometryForTheNextStart) {
-    open();
     const double k = window->pxPerTwip();
     window->resize(100, 100);
     EXPECT_GE(t.app.FormWidth, 9000 - 1 / k);
@@ -82,15 +76,11 @@ TEST_F(Window, TooSmallSnapsBackAndClosingSavesTheGeometryForTheNextStart) {
     TestApp again;
     for (const char* key : {"Width", "Height", "Top", "Left"})
         again.setSetting(QLatin1String(key), t.setting(QLatin1String(key)));
-    MainWindow second(again.app);
-    again.app.prompter = &again.prompter;
-    again.load();
-    second.applyGeometry();
-    second.show();
-    EXPECT_NEAR(second.geometry().width(), before.width(), 1.5);
-    EXPECT_NEAR(second.geometry().height(), before.height(), 1.5);
-    EXPECT_NEAR(second.pos().x(), beforePos.x(), 1.5);
-    EXPECT_NEAR(second.pos().y(), beforePos.y(), 1.5);
+    const auto second = open(again);
+    EXPECT_NEAR(second->geometry().width(), before.width(), 1.5);
+    EXPECT_NEAR(second->geometry().height(), before.height(), 1.5);
+    EXPECT_NEAR(second->pos().x(), beforePos.x(), 1.5);
+    EXPECT_NEAR(second->pos().y(), beforePos.y(), 1.5);
 }
 
 } // namespace
