@@ -1,69 +1,50 @@
 // Connecting, listing groups and reading a group's subjects against a real
-// INN on loopback, through the same procedures the menus call.
+// INN on loopback: through the procedures the menus call, and the way a user
+// goes in the main window.
 #include "fixtures/inn_server.h"
+#include "fixtures/test_app.h"
 #include "news/connection.h"
 #include "news/group_list.h"
 #include "news/headers.h"
 #include "news/nntp_control.h"
 #include "shell/app.h"
+#include "shell/list_view_widget.h"
+#include "shell/main_window.h"
+#include "shell/startup.h"
 
-#include <QDir>
+#include <QAction>
 #include <QFile>
+#include <QGroupBox>
+#include <QLabel>
 #include <QSignalSpy>
-#include <QTemporaryDir>
+#include <QTest>
 
 namespace {
 
-// Answers every yes/no question with a fixed answer and remembers the texts.
-class AnsweringPrompter : public SilentPrompter {
-public:
-    bool answer = true;
-    QStringList asked;
-    bool askYesNo(const QString& text, const QString&) override {
-        asked << text;
-        return answer;
-    }
-};
+using Kind = ScriptedPrompter::Kind;
+
+void prepare(TestApp& t, const QString& address) {
+    t.load();
+    t.app.Timer1.start();
+    t.app.CurrentServer = address;
+}
+
+bool listed(const ListModel& list, const QString& group) {
+    for (QString row : texts(list))
+        if (cleanNewsGroup(row) == group) return true;
+    return false;
+}
 
 class InnConnection : public InnTest {
 protected:
     void SetUp() override {
         InnTest::SetUp();
-        if (IsSkipped() || HasFatalFailure()) return;
-        app.ExeDir = dir.path();
-        app.AppPath = dir.path() + "/";
-        app.DestDir = app.AppPath;
-        app.SettingsFile = dir.filePath("settings.ini");
-        app.prompter = &prompter;
-        QDir(dir.path()).mkdir("Cache");
-        app.Timer1.start();
-        app.CurrentServer = inn.address();
+        if (!IsSkipped() && !HasFatalFailure()) prepare(t, inn.address());
     }
-    // Posts count articles to group over one connection.
-    void postMany(const QString& group, int count, const std::function<QString(int)>& subject) {
-        NntpProbe nntp;
-        ASSERT_EQ(NntpProbe::code(nntp.connectTo(inn.port())), 200);
-        for (int i = 0; i < count; ++i) {
-            ASSERT_EQ(NntpProbe::code(nntp.command("POST")), 340);
-            QByteArray article =
-                "From: poster <p@zanderfell.test>\r\nNewsgroups: " + group.toUtf8() +
-                "\r\nSubject: " + subject(i).toUtf8() + "\r\n\r\nbody " + QByteArray::number(i) +
-                "\r\n.\r\n";
-            ASSERT_TRUE(nntp.send(article));
-            ASSERT_EQ(NntpProbe::code(nntp.readLine()), 240) << "article " << i;
-        }
-    }
-    bool hasGroupRow(const QString& group) const {
-        for (int i = 0; i < app.lstGroups.count(); ++i) {
-            QString t = app.lstGroups.text(i);
-            if (cleanNewsGroup(t) == group) return true;
-        }
-        return false;
-    }
+    void TearDown() override { cmdDisconnect(app); }
 
-    QTemporaryDir dir;
-    AnsweringPrompter prompter;
-    App app;
+    TestApp t;
+    App& app = t.app;
 };
 
 TEST_F(InnConnection, ListsGroupsCachesThemAndFiltersBinaries) {
@@ -76,47 +57,44 @@ TEST_F(InnConnection, ListsGroupsCachesThemAndFiltersBinaries) {
     cmdConnect(app, true);
     ASSERT_TRUE(app.IsConnected) << app.ErrorText.toStdString();
     EXPECT_TRUE(app.GroupsDone);
-    EXPECT_TRUE(hasGroupRow(text));
-    EXPECT_TRUE(hasGroupRow(binary));
-    const int all = app.lstGroups.count();
+    EXPECT_TRUE(listed(app.lstGroups, text));
+    EXPECT_TRUE(listed(app.lstGroups, binary));
     ASSERT_TRUE(QFile::exists(groupCachePath(app)));
 
-    // A new connection starts empty and takes the cache, after asking when
-    // AutoLoadGroups is off; with the binaries filter only binary groups stay.
+    // The next connection takes the cache, after asking when AutoLoadGroups
+    // is off; with the binaries filter only binary groups stay.
     cmdDisconnect(app);
-    EXPECT_EQ(app.lstGroups.count(), 0);
     app.AutoLoadGroups = false;
     app.BinariesOnly = true;
+    t.prompter.answerYesNo(true).answerYesNo(false);
     QSignalSpy documents(app.NNTP.get(), &NntpControl::document);
     cmdConnect(app, true);
-    EXPECT_EQ(prompter.asked, QStringList{"Load Saved Group List?"});
+    EXPECT_EQ(t.prompter.texts(Kind::YesNo), QStringList{"Load Saved Group List?"});
     EXPECT_EQ(documents.count(), 0) << "the cache served, the server was not asked";
-    EXPECT_TRUE(hasGroupRow(binary));
-    EXPECT_FALSE(hasGroupRow(text));
-    EXPECT_LT(app.lstGroups.count(), all);
-    for (int i = 0; i < app.lstGroups.count(); ++i)
-        EXPECT_TRUE(app.lstGroups.text(i).contains(".binar"))
-            << app.lstGroups.text(i).toStdString();
+    EXPECT_TRUE(listed(app.lstGroups, binary));
+    EXPECT_FALSE(listed(app.lstGroups, text));
 
-    // Answering No asks the server again.
-    prompter.answer = false;
+    // Answering No asks the server again, for the whole list.
     cmdDisconnect(app);
     cmdConnect(app, true);
     EXPECT_GT(documents.count(), 0);
-    // Other tests add groups meanwhile: the fresh list is the whole list again.
-    EXPECT_TRUE(hasGroupRow(text));
-    EXPECT_GE(app.lstGroups.count(), all);
-    cmdDisconnect(app);
+    EXPECT_TRUE(listed(app.lstGroups, text));
 }
 
 TEST_F(InnConnection, AThousandArticlesGiveAThousandRowsAndTheListFileServesTheSecondOpening) {
     const QString group = InnServer::uniqueGroup("alt.binaries.zf.many");
     ASSERT_TRUE(inn.newGroup(group));
-    // Every tenth subject is junk.
-    postMany(group, 1000, [](int i) {
-        return i % 10 == 0 ? QStringLiteral("FREE offer %1").arg(i)
-                           : QStringLiteral("picture %1.jpg (1/1)").arg(i);
-    });
+    // Over one connection; every tenth subject is junk.
+    NntpProbe nntp;
+    ASSERT_EQ(NntpProbe::code(nntp.connectTo(inn.port())), 200);
+    for (int i = 0; i < 1000; ++i) {
+        const QByteArray subject = i % 10 ? "picture " + QByteArray::number(i) + ".jpg (1/1)"
+                                          : "FREE offer " + QByteArray::number(i);
+        ASSERT_EQ(NntpProbe::code(nntp.command("POST")), 340);
+        ASSERT_TRUE(nntp.send("From: p <p@zanderfell.test>\r\nNewsgroups: " + group.toUtf8() +
+                              "\r\nSubject: " + subject + "\r\n\r\nbody\r\n.\r\n"));
+        ASSERT_EQ(NntpProbe::code(nntp.readLine()), 240) << "article " << i;
+    }
 
     cmdConnect(app, true);
     ASSERT_TRUE(app.IsConnected) << app.ErrorText.toStdString();
@@ -128,8 +106,7 @@ TEST_F(InnConnection, AThousandArticlesGiveAThousandRowsAndTheListFileServesTheS
     EXPECT_EQ(app.frame(Frame::Messages).title, "Available Messages (1000)  Group : " + group);
     ASSERT_TRUE(QFile::exists(messageListPath(app)));
 
-    // Again in the same run: the list file serves; the select goes out but
-    // no header request follows.
+    // Again: the list file serves; the select goes out, no header request.
     QSignalSpy documents(app.NNTP.get(), &NntpControl::document);
     QSignalSpy selected(app.NNTP.get(), &NntpControl::groupSelected);
     EXPECT_EQ(cmdGetMessageHeaders(app, true), 0);
@@ -142,7 +119,6 @@ TEST_F(InnConnection, AThousandArticlesGiveAThousandRowsAndTheListFileServesTheS
     app.menuEnabled[52] = true;
     EXPECT_EQ(cmdGetMessageHeaders(app, false), 0);
     EXPECT_EQ(app.lstMessages.count(), 900);
-    cmdDisconnect(app);
 }
 
 TEST(InnLogin, ReaderLoginRightAndWrong) {
@@ -152,14 +128,9 @@ TEST(InnLogin, ReaderLoginRightAndWrong) {
     ASSERT_TRUE(inn->setLogin("reader", "s3cret")) << inn->lastError().toStdString();
     const QString group = InnServer::uniqueGroup("zf.login");
     ASSERT_TRUE(inn->newGroup(group));
-
-    QTemporaryDir dir;
-    App app;
-    app.ExeDir = dir.path();
-    app.AppPath = dir.path() + "/";
-    QDir(dir.path()).mkdir("Cache");
-    app.Timer1.start();
-    app.CurrentServer = inn->address();
+    TestApp t;
+    prepare(t, inn->address());
+    App& app = t.app;
 
     app.UserID = "reader";
     app.Password = "wrong";
@@ -176,13 +147,64 @@ TEST(InnLogin, ReaderLoginRightAndWrong) {
     cmdConnect(app, true);
     EXPECT_TRUE(app.IsConnected);
     EXPECT_TRUE(app.GroupsDone) << app.statbar[2].toStdString();
-    bool found = false;
-    for (int i = 0; i < app.lstGroups.count(); ++i) {
-        QString t = app.lstGroups.text(i);
-        found = found || cleanNewsGroup(t) == group;
-    }
-    EXPECT_TRUE(found);
+    EXPECT_TRUE(listed(app.lstGroups, group));
     cmdDisconnect(app);
+}
+
+// Startup as the program does it, with the window built first.
+class NewsWindow : public InnConnection {
+protected:
+    void SetUp() override {
+        InnTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) return;
+        t.setSetting("NNTPServer", inn.address());
+        window = std::make_unique<MainWindow>(app);
+        Form_Load(app);
+        window->applyGeometry();
+        window->show();
+    }
+    std::unique_ptr<MainWindow> window;
+};
+
+TEST_F(NewsWindow, ConnectButtonListsGroupsAndEnterOpensOne) {
+    const QString group = InnServer::uniqueGroup("alt.binaries.zf.window");
+    ASSERT_TRUE(inn.newGroup(group));
+    ASSERT_TRUE(inn.post(group, "first.jpg (1/1)", "x\n"));
+    ASSERT_TRUE(inn.post(group, "second.jpg (1/1)", "y\n"));
+
+    QAction* connectButton = window->toolButton(6);
+    ASSERT_TRUE(connectButton);
+    EXPECT_EQ(connectButton->text(), "Connect");
+    connectButton->trigger();
+
+    EXPECT_EQ(connectButton->text(), "Disconnect");
+    EXPECT_EQ(window->action("menuConnect")->text(), "&Disconnect");
+    EXPECT_EQ(window->statusPanel(3)->text(), "Connected");
+    EXPECT_TRUE(window->action("menuRefreshG")->isEnabled());
+    EXPECT_TRUE(window->frameBox(Frame::Groups)->isVisible());
+    EXPECT_TRUE(window->frameBox(Frame::Groups)->title().startsWith("Available Groups : "));
+
+    const int row = app.lstGroups.find(group + " (", FindMode::Contains, 0);
+    ASSERT_GE(row, 0);
+    ListView* groups = window->view(app.lstGroups);
+    groups->setFocus();
+    groups->setCurrentIndex(app.lstGroups.index(row));
+    QTest::keyClick(groups, Qt::Key_Return);
+
+    EXPECT_EQ(app.CurrentGroup, group);
+    ASSERT_EQ(texts(app.lstMessages), (QStringList{"first.jpg (1/1)", "second.jpg (1/1)"}));
+    EXPECT_TRUE(window->frameBox(Frame::Messages)->isVisible());
+    EXPECT_FALSE(window->frameBox(Frame::Groups)->isVisible());
+    EXPECT_EQ(window->frameBox(Frame::Messages)->title(),
+              "Available Messages (2)  Group : " + group);
+    EXPECT_TRUE(window->action("menuRefreshM")->isEnabled());
+
+    // Disconnect from the toolbar: both lists go, the groups come back.
+    connectButton->trigger();
+    EXPECT_EQ(connectButton->text(), "Connect");
+    EXPECT_EQ(window->statusPanel(1)->text(), "Click on CONNECT to connect to Server");
+    EXPECT_EQ(app.lstMessages.count(), 0);
+    EXPECT_TRUE(window->frameBox(Frame::Groups)->isVisible());
 }
 
 } // namespace

@@ -4,15 +4,8 @@
 
 namespace {
 
-struct AddressCase {
-    const char* text;
-    const char* host;
-    quint16 port;
-    bool tls;
-};
-
-TEST(NntpAddress, AcceptedFormsGiveHostPortAndTls) {
-    const AddressCase cases[] = {
+TEST(NntpAddress, AcceptedFormsGiveHostPortAndTlsAndMalformedOnesAreRejected) {
+    const std::tuple<const char*, const char*, quint16, bool> accepted[] = {
         {"news.example.com", "news.example.com", 119, false},
         {"  news.example.com  ", "news.example.com", 119, false},
         {"news.example.com:8119", "news.example.com", 8119, false},
@@ -26,26 +19,17 @@ TEST(NntpAddress, AcceptedFormsGiveHostPortAndTls) {
         {"[::1]", "::1", 119, false},
         {"::1", "::1", 119, false},
     };
-    for (const AddressCase& c : cases) {
-        SCOPED_TRACE(c.text);
-        const NntpAddress a = parseNntpAddress(QString::fromLatin1(c.text));
-        EXPECT_TRUE(a.valid);
-        EXPECT_EQ(a.host, QString::fromLatin1(c.host));
-        EXPECT_EQ(a.port, c.port);
-        EXPECT_EQ(a.tls, c.tls);
+    for (const auto& [text, host, port, tls] : accepted) {
+        const NntpAddress a = parseNntpAddress(QString::fromLatin1(text));
+        EXPECT_TRUE(a.valid) << text;
+        EXPECT_EQ(a.host, QString::fromLatin1(host)) << text;
+        EXPECT_EQ(a.port, port) << text;
+        EXPECT_EQ(a.tls, tls) << text;
     }
-}
-
-TEST(NntpAddress, MalformedAddressesAreRejected) {
-    const char* const cases[] = {
-        "",         "   ",       "news:",        "news:0",        "news:70000",
-        "news:abc", "news:119x", "http://news",  "bad host name", "[::1",
-        "[::1]x",   "nntps://",  "nntps://:563", "user@news",
-    };
-    for (const char* text : cases) {
-        SCOPED_TRACE(text);
-        EXPECT_FALSE(parseNntpAddress(QString::fromLatin1(text)).valid);
-    }
+    for (const char* text :
+         {"", "   ", "news:", "news:0", "news:70000", "news:abc", "news:119x", "http://news",
+          "bad host name", "[::1", "[::1]x", "nntps://", "nntps://:563", "user@news"})
+        EXPECT_FALSE(parseNntpAddress(QString::fromLatin1(text)).valid) << text;
 }
 
 } // namespace

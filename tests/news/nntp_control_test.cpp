@@ -4,64 +4,54 @@
 
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
 #include <QSslCertificate>
 #include <QSslSocket>
 
 #include <functional>
-#include <memory>
 
 namespace {
 
 const QString kCertificate = QStringLiteral(ZANDERFELL_FIXTURES_DIR "/tls/server.crt");
 const QString kKey = QStringLiteral(ZANDERFELL_FIXTURES_DIR "/tls/server.key");
 
-// Writes down every event of the control in order: errors as "error <code>",
-// documents as "begin", "headers", "data" (a run of data events once),
-// "doc-error", "end", logins as "auth?", "auth ok", "auth refused", groups as
-// "group <name> <first> <last> <count>". pairs collects each new pair of
-// link and session state texts.
+QString err(int code) {
+    return QStringLiteral("error %1").arg(code);
+}
+
+// Every event of the control in order, as short texts; a run of data events
+// counts once. pairs collects each new "link/session" state pair.
 struct Recorder {
     explicit Recorder(NntpControl& control) : nntp(control) {
-        QObject::connect(&nntp, &NntpControl::error, &nntp, [this](int code, const QString& text) {
-            events << QStringLiteral("error %1").arg(code);
+        NntpControl* n = &nntp;
+        QObject::connect(n, &NntpControl::error, n, [this](int code, const QString& text) {
+            events << err(code);
             errorTexts << text;
-            if (onError) onError(code);
         });
-        QObject::connect(&nntp, &NntpControl::stateChanged, &nntp, [this] { notePair(); });
-        QObject::connect(&nntp, &NntpControl::protocolStateChanged, &nntp, [this] { notePair(); });
-        QObject::connect(
-            &nntp, &NntpControl::document, &nntp, [this](int state, const QByteArray& block) {
-                static const char* const names[] = {"?",    "begin",     "headers",
-                                                    "data", "doc-error", "end"};
-                const QString name = state >= 1 && state <= 5 ? QString(names[state])
-                                                              : QStringLiteral("doc %1").arg(state);
-                if (state == NntpControl::DocumentHeaders) statusLine = block;
-                if (state == NntpControl::DocumentData) data += block;
-                if (name != "data" || events.value(events.size() - 1) != name) events << name;
-            });
-        QObject::connect(&nntp, &NntpControl::authenticateRequest, &nntp,
-                         [this](QString& u, QString& p) {
-                             events << QStringLiteral("auth?");
-                             u = user;
-                             p = pass;
-                         });
-        QObject::connect(&nntp, &NntpControl::authenticateResponse, &nntp, [this](bool ok) {
-            events << (ok ? QStringLiteral("auth ok") : QStringLiteral("auth refused"));
+        QObject::connect(n, &NntpControl::stateChanged, n, [this] { notePair(); });
+        QObject::connect(n, &NntpControl::protocolStateChanged, n, [this] { notePair(); });
+        QObject::connect(n, &NntpControl::document, n, [this](int state, const QByteArray& block) {
+            static const QStringList names{"?", "begin", "headers", "data", "doc-error", "end"};
+            const QString name = names.value(state, QStringLiteral("doc %1").arg(state));
+            if (state == NntpControl::DocumentHeaders) statusLine = block;
+            if (state == NntpControl::DocumentData) data += block;
+            if (name != "data" || events.value(events.size() - 1) != name) events << name;
         });
-        QObject::connect(&nntp, &NntpControl::groupSelected, &nntp,
-                         [this](const QString& name, qint64 first, qint64 last, qint64 count) {
-                             events << QStringLiteral("group %1 %2 %3 %4")
-                                           .arg(name)
-                                           .arg(first)
-                                           .arg(last)
-                                           .arg(count);
+        QObject::connect(n, &NntpControl::authenticateRequest, n, [this](QString& u, QString& p) {
+            events << "auth?";
+            u = user;
+            p = pass;
+        });
+        QObject::connect(n, &NntpControl::authenticateResponse, n,
+                         [this](bool ok) { events << (ok ? "auth ok" : "auth refused"); });
+        QObject::connect(n, &NntpControl::groupSelected, n,
+                         [this](const QString& g, qint64 f, qint64 l, qint64 c) {
+                             events
+                                 << QStringLiteral("group %1 %2 %3 %4").arg(g).arg(f).arg(l).arg(c);
                          });
     }
-
+    QString now() const { return nntp.state() + '/' + nntp.protocolState(); }
     void notePair() {
-        const QString pair = nntp.state() + QLatin1Char('/') + nntp.protocolState();
-        if (pairs.isEmpty() || pairs.last() != pair) pairs << pair;
+        if (pairs.isEmpty() || pairs.last() != now()) pairs << now();
     }
     bool has(const QString& event) const { return events.contains(event); }
     void clear() {
@@ -75,10 +65,10 @@ struct Recorder {
     QStringList events, errorTexts, pairs;
     QByteArray data, statusLine;
     QString user, pass;
-    std::function<void(int)> onError;
 };
 
 const QStringList kWholeDocument = {"begin", "headers", "data", "end"};
+const QString kOpen = "Connected/Transaction", kClosed = "Disconnected/Base";
 
 bool pump(const std::function<bool()>& condition, int limitMs = 10000) {
     return ScriptedNntpServer::pumpUntil(condition, limitMs);
@@ -91,22 +81,16 @@ protected:
         EXPECT_TRUE(server.errors().isEmpty()) << server.errors().join('\n').toStdString();
     }
 
-    void greet(const QByteArray& greeting = "200 scripted news server ready\r\n",
+    void greet(const QByteArray& greeting = "200 ready\r\n",
                const QByteArray& modeReply = "200 posting ok\r\n") {
         server.send(greeting).expect("MODE READER").send(modeReply);
     }
-    bool isOpen() const {
-        return nntp.state() == "Connected" && nntp.protocolState() == "Transaction";
-    }
-    bool isClosed() const {
-        return nntp.state() == "Disconnected" && nntp.protocolState() == "Base";
-    }
     void open(const QString& address = QString()) {
         ASSERT_TRUE(nntp.connectTo(address.isEmpty() ? server.address() : address));
-        ASSERT_TRUE(pump([&] { return isOpen() && !nntp.busy(); }))
+        ASSERT_TRUE(pump([&] { return rec.now() == kOpen && !nntp.busy(); }))
             << rec.events.join(", ").toStdString() << rec.errorTexts.join('\n').toStdString();
     }
-    // Starts a request afresh and runs it until its document is over.
+    // Runs a request that has started until its document is over.
     void fetch(bool started) {
         ASSERT_TRUE(started);
         ASSERT_TRUE(pump([&] { return rec.has("end") || rec.has("doc-error"); }));
@@ -117,26 +101,9 @@ protected:
     Recorder rec{nntp};
 };
 
-// ------------------------------------------------------------- connecting
-
-TEST_F(NntpControlTest, ConnectSendsModeReaderAndOpensOnlyAfterItsReply) {
-    greet();
-    ASSERT_TRUE(nntp.connectTo(server.address()));
-    EXPECT_TRUE(nntp.busy());
-    ASSERT_TRUE(pump([&] { return isOpen(); }));
-    EXPECT_FALSE(nntp.busy());
-    EXPECT_EQ(server.received(), QList<QByteArray>{"MODE READER"});
-    // The transport is up before the server has answered MODE READER, but
-    // only the reply makes the pair the open one.
-    ASSERT_GE(rec.pairs.size(), 2);
-    EXPECT_EQ(rec.pairs.mid(rec.pairs.size() - 2),
-              (QStringList{"Connected/Authorization", "Connected/Transaction"}));
-    EXPECT_EQ(rec.pairs.count("Connected/Transaction"), 1);
-    EXPECT_TRUE(rec.errorTexts.isEmpty());
-}
-
-TEST(NntpControlPosting, GreetingAndModeReaderDecidePostingAllowed) {
-    // MODE READER has the last word; a server without it keeps the greeting's.
+// MODE READER has the last word on posting; a server without it keeps the
+// greeting's. The session opens only on its reply, whatever it says.
+TEST(NntpControlConnect, ModeReaderReplyOpensTheSessionAndDecidesPosting) {
     const std::tuple<const char*, const char*, bool> cases[] = {
         {"200 ok\r\n", "200 posting ok\r\n", true},
         {"201 no posting\r\n", "201 no posting\r\n", false},
@@ -151,9 +118,17 @@ TEST(NntpControlPosting, GreetingAndModeReaderDecidePostingAllowed) {
         ASSERT_TRUE(server.listen());
         server.send(greeting).expect("MODE READER").send(modeReply);
         NntpControl nntp;
+        Recorder rec(nntp);
         ASSERT_TRUE(nntp.connectTo(server.address()));
+        EXPECT_TRUE(nntp.busy());
         ASSERT_TRUE(pump([&] { return nntp.protocolState() == "Transaction" && !nntp.busy(); }));
         EXPECT_EQ(nntp.postingAllowed(), posting);
+        EXPECT_EQ(server.received(), QList<QByteArray>{"MODE READER"});
+        ASSERT_GE(rec.pairs.size(), 2);
+        EXPECT_EQ(rec.pairs.mid(rec.pairs.size() - 2),
+                  (QStringList{"Connected/Authorization", "Connected/Transaction"}));
+        EXPECT_EQ(rec.pairs.count("Connected/Transaction"), 1);
+        EXPECT_TRUE(rec.errorTexts.isEmpty());
         EXPECT_TRUE(server.errors().isEmpty());
     }
 }
@@ -163,21 +138,18 @@ TEST_F(NntpControlTest, RefusingGreetingOrNobodyListeningRaisesTheCodeAndCloses)
     ASSERT_TRUE(nntp.connectTo(server.address()));
     ASSERT_TRUE(pump([&] { return rec.has("error 502"); }));
     EXPECT_EQ(rec.errorTexts.value(0), "502 you have no permission to talk");
-    EXPECT_TRUE(isClosed());
+    EXPECT_EQ(rec.now(), kClosed);
+    EXPECT_EQ(rec.pairs.last(), kClosed);
     EXPECT_FALSE(nntp.busy());
-    EXPECT_EQ(rec.pairs.last(), "Disconnected/Base");
 
     rec.clear();
     const QString address = server.address();
     server.close();
     ASSERT_TRUE(nntp.connectTo(address));
     ASSERT_TRUE(pump([&] { return !rec.errorTexts.isEmpty(); }));
-    EXPECT_EQ(rec.events,
-              QStringList{QStringLiteral("error %1").arg(NntpError::ConnectionRefused)});
-    EXPECT_TRUE(isClosed());
+    EXPECT_EQ(rec.events, QStringList{err(NntpError::ConnectionRefused)});
+    EXPECT_EQ(rec.now(), kClosed);
 }
-
-// ---------------------------------------------------------- authentication
 
 // Asked for by the MODE READER reply and later by a command, which then
 // goes out again.
@@ -193,7 +165,7 @@ TEST_F(NntpControlTest, LoginSendsUserAndPassWhenAskedThenGoesOn) {
     rec.pass = "s3cret";
     open();
     EXPECT_EQ(rec.events, (QStringList{"auth?", "auth ok"}));
-    EXPECT_TRUE(nntp.postingAllowed()); // from the greeting; MODE READER never said otherwise
+    EXPECT_TRUE(nntp.postingAllowed());
 
     rec.clear();
     fetch(nntp.listGroups());
@@ -201,40 +173,35 @@ TEST_F(NntpControlTest, LoginSendsUserAndPassWhenAskedThenGoesOn) {
     EXPECT_EQ(rec.data, QByteArray("alt.test 3 1 y\r\n"));
 }
 
-TEST_F(NntpControlTest, RefusedLoginRaises1014JustBeforeTheOutcome) {
-    greet("200 ok\r\n", "480 authentication required\r\n");
-    // Empty texts from the handler still go out as the two commands.
-    server.expect("AUTHINFO USER ").send("381 password please\r\n");
-    server.expect("AUTHINFO PASS ").send("481 authentication rejected\r\n").silence();
-    ASSERT_TRUE(nntp.connectTo(server.address()));
-    ASSERT_TRUE(pump([&] { return rec.has("auth refused"); }));
-    EXPECT_EQ(rec.events, (QStringList{"auth?", "error 1014", "auth refused"}));
-    EXPECT_TRUE(rec.errorTexts.value(0).contains("481 authentication rejected"));
-    EXPECT_NE(nntp.protocolState(), "Transaction");
-    EXPECT_FALSE(nntp.busy());
-}
-
-// ----------------------------------------------------------- documents
-
-TEST_F(NntpControlTest, ListLinesSurviveBlocksCutInsideLinesAndTerminator) {
+// An error reply ends only its request. Cancelling is the caller's own
+// decision: no error, no document event.
+TEST_F(NntpControlTest, ErrorReplyKeepsTheConnectionAndCancelAbandonsARunningRequest) {
     greet();
-    server.expect("LIST").sendBlocks({"215 Newsgroups follow\r\nalt.binaries.pict",
-                                      "ures 120 100 y\r", "\ncomp.lang.c 5 5 n\r\n.", "\r", "\n"});
-    // The parser must be back on reply lines right behind the terminator.
-    server.expect("GROUP alt.binaries.pictures").send("211 20 100 120 alt.binaries.pictures\r\n");
+    server.expect("GROUP no.such.group").send("411 no such group\r\n");
+    server.expect("GROUP alt.test").send("211 42 100 141 alt.test\r\n");
+    server.expect("LIST").send("215 list follows\r\nalt.a 1 1 y\r\n").silence();
     open();
-    ASSERT_TRUE(nntp.listGroups());
-    EXPECT_TRUE(nntp.busy());
-    fetch(true);
-    EXPECT_EQ(rec.events, kWholeDocument);
-    EXPECT_EQ(rec.statusLine, QByteArray("215 Newsgroups follow"));
-    EXPECT_EQ(rec.data, QByteArray("alt.binaries.pictures 120 100 y\r\ncomp.lang.c 5 5 n\r\n"));
+    fetch(nntp.selectGroup("no.such.group"));
+    EXPECT_EQ(rec.events, (QStringList{"error 411", "doc-error"}));
+    EXPECT_EQ(rec.errorTexts.value(0), "411 no such group");
+    EXPECT_EQ(rec.now(), kOpen);
     EXPECT_FALSE(nntp.busy());
 
     rec.clear();
-    ASSERT_TRUE(nntp.selectGroup("alt.binaries.pictures"));
+    ASSERT_TRUE(nntp.selectGroup("alt.test"));
     ASSERT_TRUE(pump([&] { return !rec.events.isEmpty(); }));
-    EXPECT_EQ(rec.events, QStringList{"group alt.binaries.pictures 100 120 20"});
+    EXPECT_EQ(rec.events, QStringList{"group alt.test 100 141 42"});
+
+    rec.clear();
+    ASSERT_TRUE(nntp.listGroups());
+    ASSERT_TRUE(pump([&] { return rec.has("data"); }));
+    EXPECT_FALSE(nntp.quit());
+    nntp.cancel();
+    EXPECT_EQ(rec.now(), kClosed);
+    EXPECT_EQ(rec.pairs.last(), kClosed);
+    EXPECT_FALSE(nntp.busy());
+    pump([] { return false; }, 100);
+    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data"}));
 }
 
 TEST_F(NntpControlTest, ArticleIsUnstuffedWhenTheDotsStraddleBlocks) {
@@ -250,16 +217,13 @@ TEST_F(NntpControlTest, ArticleIsUnstuffedWhenTheDotsStraddleBlocks) {
     EXPECT_FALSE(nntp.busy());
 }
 
-// ------------------------------------------------------ header ranges
-
 // Each connection finds out afresh which of XHDR, HDR and the overview
-// works, and keeps using it.
+// works, and keeps using it. The drops keep each greeting for the next
+// connection.
 TEST_F(NntpControlTest, HeadersFallBackFromXhdrToHdrToTheOverview) {
     greet();
     server.expect("XHDR Subject 1-3").send("500 unknown command\r\n");
     server.expect("HDR Subject 1-3").send("225 headers follow\r\n1 first\r\n3 third\r\n.\r\n");
-    // Each drop keeps the next greeting off a connection the client has not
-    // closed yet.
     server.expect("HDR From 4-").send("225 headers follow\r\n4 ann@example.com\r\n.\r\n").drop();
     greet();
     server.expect("XHDR Subject 1-3").send("500 unknown command\r\n");
@@ -276,106 +240,31 @@ TEST_F(NntpControlTest, HeadersFallBackFromXhdrToHdrToTheOverview) {
         rec.clear();
         open();
     };
+    auto headers = [&](const char* field, const char* first, const char* last) {
+        rec.clear();
+        fetch(nntp.getHeaders(field, first, last));
+        EXPECT_EQ(rec.events, kWholeDocument);
+        return rec.data;
+    };
 
     open();
-    fetch(nntp.getHeaders("Subject", "1", "3"));
-    EXPECT_EQ(rec.events, kWholeDocument);
-    EXPECT_EQ(rec.data, QByteArray("1 first\r\n3 third\r\n"));
-    rec.clear();
-    fetch(nntp.getHeaders("From", "4", ""));
-    EXPECT_EQ(rec.data, QByteArray("4 ann@example.com\r\n"));
+    EXPECT_EQ(headers("Subject", "1", "3"), QByteArray("1 first\r\n3 third\r\n"));
+    EXPECT_EQ(headers("From", "4", ""), QByteArray("4 ann@example.com\r\n"));
 
     reconnect();
-    fetch(nntp.getHeaders("Subject", "1", "3"));
-    EXPECT_EQ(rec.events, kWholeDocument);
-    EXPECT_EQ(rec.data, QByteArray("1 first post\r\n2 second\r\n"));
+    EXPECT_EQ(headers("Subject", "1", "3"), QByteArray("1 first post\r\n2 second\r\n"));
     // Path is not in the overview: nothing left to ask.
     rec.clear();
     EXPECT_FALSE(nntp.getHeaders("Path", "1", "5"));
     ASSERT_TRUE(pump([&] { return !rec.events.isEmpty(); }));
-    EXPECT_EQ(rec.events, QStringList{QStringLiteral("error %1").arg(NntpError::FieldUnavailable)});
-    rec.clear();
-    fetch(nntp.getHeaders("From", "4", "5"));
-    EXPECT_EQ(rec.data, QByteArray("4 cid@x\r\n"));
+    EXPECT_EQ(rec.events, QStringList{err(NntpError::FieldUnavailable)});
+    EXPECT_EQ(headers("From", "4", "5"), QByteArray("4 cid@x\r\n"));
 
     reconnect();
-    fetch(nntp.getHeaders("Subject", "1", "1"));
-    EXPECT_EQ(rec.data, QByteArray("1 first post\r\n"));
+    EXPECT_EQ(headers("Subject", "1", "1"), QByteArray("1 first post\r\n"));
     EXPECT_EQ(server.connectionCount(), 3);
     EXPECT_TRUE(server.scriptDone());
 }
-
-// ------------------------------------------------------------- failures
-
-TEST_F(NntpControlTest, ErrorReplyRaisesItsCodeThenDocumentErrorAndKeepsTheConnection) {
-    greet();
-    server.expect("GROUP no.such.group").send("411 no such group\r\n");
-    server.expect("GROUP alt.test").send("211 42 100 141 alt.test\r\n");
-    open();
-    fetch(nntp.selectGroup("no.such.group"));
-    EXPECT_EQ(rec.events, (QStringList{"error 411", "doc-error"}));
-    EXPECT_EQ(rec.errorTexts.value(0), "411 no such group");
-    EXPECT_TRUE(isOpen());
-    EXPECT_FALSE(nntp.busy());
-
-    rec.clear();
-    ASSERT_TRUE(nntp.selectGroup("alt.test"));
-    ASSERT_TRUE(pump([&] { return !rec.events.isEmpty(); }));
-    EXPECT_EQ(rec.events, QStringList{"group alt.test 100 141 42"});
-}
-
-TEST_F(NntpControlTest, ConnectionDroppedMidListRaisesErrorAndCloses) {
-    greet();
-    server.expect("LIST").send("215 list follows\r\nalt.a 1 1 y\r\nalt.b 2").drop();
-    // The way the connection lifecycle reacts: quit, and cancel when quit fails.
-    bool quitAccepted = true;
-    rec.onError = [&](int) {
-        quitAccepted = nntp.quit();
-        if (!quitAccepted) nntp.cancel();
-    };
-    open();
-    fetch(nntp.listGroups());
-    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data",
-                                       QStringLiteral("error %1").arg(NntpError::ConnectionClosed),
-                                       "doc-error"}));
-    EXPECT_EQ(rec.data, QByteArray("alt.a 1 1 y\r\nalt.b 2"));
-    EXPECT_FALSE(quitAccepted);
-    EXPECT_TRUE(isClosed());
-    EXPECT_EQ(rec.pairs.last(), "Disconnected/Base");
-    EXPECT_FALSE(nntp.busy());
-}
-
-// ------------------------------------------------------------ closing
-
-TEST_F(NntpControlTest, QuitFailsWhileARequestRunsAndCancelAbandonsIt) {
-    greet();
-    server.expect("LIST").send("215 list follows\r\nalt.a 1 1 y\r\n").silence();
-    open();
-    ASSERT_TRUE(nntp.listGroups());
-    ASSERT_TRUE(pump([&] { return rec.has("data"); }));
-    EXPECT_FALSE(nntp.quit());
-    nntp.cancel();
-    EXPECT_TRUE(isClosed());
-    EXPECT_FALSE(nntp.busy());
-    EXPECT_EQ(rec.pairs.last(), "Disconnected/Base");
-    // Cancelling is the caller's own decision: no error, no document event.
-    pump([] { return false; }, 100);
-    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data"}));
-}
-
-TEST_F(NntpControlTest, CancelAbandonsAConnectThatGetsNoGreeting) {
-    server.silence();
-    ASSERT_TRUE(nntp.connectTo(server.address()));
-    ASSERT_TRUE(pump([&] { return nntp.state() == "Connected"; }));
-    EXPECT_EQ(nntp.protocolState(), "Authorization");
-    EXPECT_TRUE(nntp.busy());
-    nntp.cancel();
-    EXPECT_TRUE(isClosed());
-    EXPECT_FALSE(nntp.busy());
-    EXPECT_TRUE(rec.errorTexts.isEmpty());
-}
-
-// ---------------------------------------------------------------- TLS
 
 class NntpControlTlsTest : public NntpControlTest {
 protected:
@@ -389,8 +278,8 @@ protected:
 
 TEST_F(NntpControlTlsTest, UntrustedCertificateIsRefusedWithTheReason) {
     ASSERT_TRUE(nntp.connectTo(tlsAddress()));
-    ASSERT_TRUE(pump([&] { return !rec.errorTexts.isEmpty() && isClosed(); }));
-    EXPECT_EQ(rec.events.value(0), QStringLiteral("error %1").arg(NntpError::TlsFailed));
+    ASSERT_TRUE(pump([&] { return !rec.errorTexts.isEmpty() && rec.now() == kClosed; }));
+    EXPECT_EQ(rec.events.value(0), err(NntpError::TlsFailed));
     EXPECT_TRUE(rec.errorTexts.value(0).contains("self-signed", Qt::CaseInsensitive))
         << rec.errorTexts.value(0).toStdString();
     EXPECT_TRUE(server.received().isEmpty());

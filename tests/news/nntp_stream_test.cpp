@@ -6,8 +6,7 @@
 
 namespace {
 
-// Feeds the pieces in order; returns the payload and where the terminator
-// ended in the joined input (-1 when it was not found).
+// The payload, and where the terminator ended in the joined pieces (-1: not found).
 struct Decoded {
     QByteArray data;
     qsizetype endOffset = -1;
@@ -27,37 +26,22 @@ Decoded decodePieces(const QList<QByteArray>& pieces) {
     return result;
 }
 
-// Lines that each test a different rule, stuffed as a server sends them.
-const QByteArray kStuffed = "plain line\r\n"
-                            "..leading dot\r\n"
-                            "..\r\n"  // a line "."
-                            "...\r\n" // a line ".."
-                            "\r\n"    // empty line
-                            "ends with dot.\r\n"
-                            ".\rX\r\n" // a line "\rX": dot and CR that are no terminator
-                            "..\r\n"
-                            ".\r\n"
-                            "211 next reply";
-const QByteArray kUnstuffed = "plain line\r\n"
-                              ".leading dot\r\n"
-                              ".\r\n"
-                              "..\r\n"
-                              "\r\n"
-                              "ends with dot.\r\n"
-                              "\rX\r\n"
-                              ".\r\n";
-const qsizetype kTerminatorEnd = kStuffed.indexOf("211 next reply");
+// Lines ".", "..", an empty one, a trailing dot, and a dot and CR that are
+// no terminator ("\rX"), stuffed as a server sends them.
+const QByteArray kStuffed = "plain line\r\n..leading dot\r\n..\r\n...\r\n\r\nends with dot.\r\n"
+                            ".\rX\r\n..\r\n.\r\n211 next reply";
+const QByteArray kUnstuffed =
+    "plain line\r\n.leading dot\r\n.\r\n..\r\n\r\nends with dot.\r\n\rX\r\n.\r\n";
 
-TEST(NntpBodyDecoder, EverySplitIntoTwoOrThreePiecesGivesTheSamePayload) {
+// Splits into two pieces are the ones with an empty piece among the three.
+TEST(NntpBodyDecoder, EverySplitIntoThreePiecesGivesTheSamePayload) {
+    const qsizetype terminatorEnd = kStuffed.indexOf("211 next reply");
     for (qsizetype a = 0; a <= kStuffed.size(); ++a) {
-        const Decoded two = decodePieces({kStuffed.left(a), kStuffed.mid(a)});
-        ASSERT_EQ(two.data, kUnstuffed) << "split at " << a;
-        ASSERT_EQ(two.endOffset, kTerminatorEnd) << "split at " << a;
         for (qsizetype b = a; b <= kStuffed.size(); ++b) {
-            const Decoded three =
+            const Decoded d =
                 decodePieces({kStuffed.left(a), kStuffed.mid(a, b - a), kStuffed.mid(b)});
-            ASSERT_EQ(three.data, kUnstuffed) << "split at " << a << " and " << b;
-            ASSERT_EQ(three.endOffset, kTerminatorEnd) << "split at " << a << " and " << b;
+            ASSERT_EQ(d.data, kUnstuffed) << "split at " << a << " and " << b;
+            ASSERT_EQ(d.endOffset, terminatorEnd) << "split at " << a << " and " << b;
         }
     }
 }
@@ -92,12 +76,15 @@ TEST(NntpOverviewPicker, PicksTheAskedFieldAsNumberBlankValueFromWholeLines) {
     const QByteArray overview = "10\tHello world\tAnn <a@b>\tdate\t<id@x>\t\t1234\t17\r\n"
                                 "11\tshort line\r\n"
                                 "12\t\tBob\r\n";
-    NntpOverviewPicker subject(NntpOverviewPicker::fieldIndexOf("Subject"));
-    EXPECT_EQ(subject.feed(overview), QByteArray("10 Hello world\r\n11 short line\r\n12 \r\n"));
-    NntpOverviewPicker from(NntpOverviewPicker::fieldIndexOf("FROM"));
-    EXPECT_EQ(from.feed(overview), QByteArray("10 Ann <a@b>\r\n11 \r\n12 Bob\r\n"));
-    NntpOverviewPicker lines(NntpOverviewPicker::fieldIndexOf("Lines"));
-    EXPECT_EQ(lines.feed(overview), QByteArray("10 17\r\n11 \r\n12 \r\n"));
+    const std::pair<const char*, QByteArray> cases[] = {
+        {"Subject", "10 Hello world\r\n11 short line\r\n12 \r\n"},
+        {"FROM", "10 Ann <a@b>\r\n11 \r\n12 Bob\r\n"},
+        {"Lines", "10 17\r\n11 \r\n12 \r\n"},
+    };
+    for (const auto& [field, picked] : cases)
+        EXPECT_EQ(NntpOverviewPicker(NntpOverviewPicker::fieldIndexOf(field)).feed(overview),
+                  picked)
+            << field;
 
     // A line cut across blocks waits for its end; finish gives the last one.
     NntpOverviewPicker picker(1);

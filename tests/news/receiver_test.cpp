@@ -9,12 +9,8 @@
 
 namespace {
 
-TEST(GroupRows, FormsNamesAndCacheNames) {
-    EXPECT_EQ(groupRow("alt.a", 105, 100), mark(1) + "alt.a (5)");
-    EXPECT_EQ(groupRow("alt.a", 7, 7), "alt.a (0)");
-    EXPECT_EQ(groupRow("alt.a", 3, 9), "alt.a (0)");
-
-    struct Case {
+TEST(GroupRows, NamesServersJunkAndTheBinariesFilter) {
+    const struct {
         QString row, clean, callerAfter;
     } cases[] = {
         {mark(1) + "alt.pics (12)", "alt.pics", "alt.pics "},
@@ -22,28 +18,15 @@ TEST(GroupRows, FormsNamesAndCacheNames) {
         {"  alt.pics  ", "alt.pics", "  alt.pics  "},
         {mark(4) + "alt.fav (news.x) ", "alt.fav", "alt.fav "},
     };
-    for (Case c : cases) {
+    for (const auto& c : cases) {
         QString text = c.row;
-        EXPECT_EQ(cleanNewsGroup(text), c.clean);
+        EXPECT_EQ(cleanNewsGroup(text), c.clean) << c.row.toStdString();
         EXPECT_EQ(text, c.callerAfter) << "the caller's text keeps its blanks";
     }
-
     EXPECT_EQ(GetServerName(mark(1) + "alt.fav (news.one.test) (17)"), "news.one.test");
     EXPECT_EQ(GetServerName("alt.fav (news.one.test"), "news.one.test");
     EXPECT_EQ(GetServerName("no brackets"), "no brackets");
 
-    TestApp t;
-    t.app.CurrentServer = "news.example.com:119";
-    EXPECT_EQ(ServerCacheName(t.app), "news_example_com:119");
-    t.app.CurrentServer = "localhost";
-    EXPECT_EQ(ServerCacheName(t.app), "localhost");
-
-    EXPECT_EQ(leadingNumber("123abc"), 123);
-    EXPECT_EQ(leadingNumber("abc"), 0);
-    EXPECT_EQ(leadingNumber(""), 0);
-}
-
-TEST(GroupRows, JunkSubjectsAndTheBinariesFilter) {
     for (const char* junk : {"1 Visit my site", "2 see x.HTM", "3 ~~ wow", "4 free!", "5 a--b"})
         EXPECT_TRUE(IsJunkSubject(QString::fromLatin1(junk))) << junk;
     for (const char* fine : {"1 holiday.jpg (1/3)", "2 \"a.png\" yEnc (01/10)", "3 -x- y"})
@@ -51,6 +34,8 @@ TEST(GroupRows, JunkSubjectsAndTheBinariesFilter) {
 
     TestApp t;
     App& app = t.app;
+    app.CurrentServer = "news.example.com:119";
+    EXPECT_EQ(ServerCacheName(app), "news_example_com:119");
     for (const QString& g : {QString("alt.text (0)"), mark(1) + "alt.binaries.a (3)",
                              QString("comp.lang (0)"), QString("alt.Binaries.b (0)")})
         app.lstGroups.addItem(g);
