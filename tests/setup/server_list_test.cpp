@@ -1,5 +1,5 @@
-// The server list: its row forms, the address of a row, the toolbar commands
-// New, Find, Delete and Sort, and its file.
+// The server list: the address of a row, the commands New, Find, Delete and
+// Sort, and its file.
 #include "fixtures/test_app.h"
 #include "setup/server_list.h"
 
@@ -14,7 +14,9 @@
 
 namespace {
 
+using Shown = ScriptedPrompter::Shown;
 using Kind = ScriptedPrompter::Kind;
+using Icon = Prompter::Icon;
 
 struct ServerList : ::testing::Test {
     TestApp t;
@@ -26,12 +28,6 @@ struct ServerList : ::testing::Test {
         for (const QString& r : rows)
             list.addItem(r);
     }
-    QStringList rows() const {
-        QStringList out;
-        for (int i = 0; i < list.count(); ++i)
-            out << list.text(i);
-        return out;
-    }
     QStringList selectedRows() const {
         QStringList out;
         for (int i = 0; i < list.count(); ++i)
@@ -41,184 +37,124 @@ struct ServerList : ::testing::Test {
     QStringList fileRows() const {
         ListModel onDisk;
         EXPECT_TRUE(onDisk.load(t.path("NNTP_NET.INI")));
-        QStringList out;
-        for (int i = 0; i < onDisk.count(); ++i)
-            out << onDisk.text(i);
-        return out;
+        return texts(onDisk);
     }
 };
 
-// ---- rows and addresses ----
+TEST_F(ServerList, RowsGiveTheirAddressAndFindServerMatchesItExactly) {
+    // New, Status and Count forms, with five or six digits.
+    for (const char* form : {"????? ???    ", "00000  NO    ", "?????  OK    ", "00012     ",
+                             "123456  OK    ", "123456     "})
+        EXPECT_EQ(serverRowAddress(QString(form) + "nntps://a.example.net:563"),
+                  "nntps://a.example.net:563")
+            << '"' << form << '"';
+    EXPECT_EQ(serverRowAddress("news.example.net"), "news.example.net") << "no blank: all of it";
+    EXPECT_EQ(serverRowAddress(""), "");
 
-TEST(ServerRowAddress, EveryFormOfRowGivesItsAddress) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"????? ???    news.example.net", "news.example.net"},  // New
-        {"00012  OK    news.example.net", "news.example.net"},  // Status
-        {"00000  NO    news.example.net", "news.example.net"},  // Status, nothing counted
-        {"?????  OK    news.example.net", "news.example.net"},  // posting marker on a New row
-        {"00012     news.example.net", "news.example.net"},     // Count form, column 11
-        {"123456  OK    news.example.net", "news.example.net"}, // six digits from 100,000 on
-        {"123456     news.example.net", "news.example.net"},    // six digits, Count form
-        {"????? ???    nntps://news.example.net:563", "nntps://news.example.net:563"},
-        {"news.example.net", "news.example.net"}, // no blank at all: all of it
-        {"", ""},
-    };
-    for (auto [row, address] : cases)
-        EXPECT_EQ(serverRowAddress(row), address) << '"' << row << '"';
-}
-
-TEST_F(ServerList, FindServerMatchesWholeAddressesExactlyInEveryForm) {
     fill({"????? ???    news.example.net", "00012  OK    news.example.org",
           "00012     cached.example.com", "123456  NO    big.example.com", "bare.example.com",
           "????? ???    news.example.net.invalid"});
-    EXPECT_EQ(findServer(app, "news.example.net"), 0);
-    EXPECT_EQ(findServer(app, "news.example.org"), 1);
-    EXPECT_EQ(findServer(app, "cached.example.com"), 2);
-    EXPECT_EQ(findServer(app, "big.example.com"), 3);
-    EXPECT_EQ(findServer(app, "news.example.net.invalid"), 5);
     // Not a part of an address, not another case, not a row without a blank.
-    EXPECT_EQ(findServer(app, "example.net"), -1);
-    EXPECT_EQ(findServer(app, "News.Example.Net"), -1);
-    EXPECT_EQ(findServer(app, "bare.example.com"), -1);
-    EXPECT_EQ(findServer(app, ""), -1);
+    const std::pair<const char*, int> cases[] = {
+        {"news.example.net", 0},  {"news.example.org", 1},         {"cached.example.com", 2},
+        {"big.example.com", 3},   {"news.example.net.invalid", 5}, {"example.net", -1},
+        {"News.Example.Net", -1}, {"bare.example.com", -1},        {"", -1}};
+    for (auto [address, row] : cases)
+        EXPECT_EQ(findServer(app, address), row) << address;
 }
 
-// ---- New ----
-
-TEST_F(ServerList, NewAddsARowAsTypedMakesItCurrentAndSaves) {
-    fill({"00012  OK    news.example.org"});
-    t.prompter.answerInput(QString("news.Example.net"));
-    cmdNewServ(app);
-
-    const auto& asked = t.prompter.shown().front();
-    EXPECT_EQ(asked.kind, Kind::Input);
-    EXPECT_EQ(asked.text, "Enter NNTP Server Address :");
-    EXPECT_EQ(asked.title, "Zanderfell!");
-    EXPECT_EQ(asked.initial, "");
-    EXPECT_EQ(rows(),
-              (QStringList{"00012  OK    news.example.org", "????? ???    news.Example.net"}));
-    EXPECT_EQ(app.CurrentServer, "news.Example.net");
-    EXPECT_EQ(fileRows(), rows());
-    EXPECT_EQ(list.selCount(), 0);
-    EXPECT_EQ(app.frame(Frame::NNTP).title, "NNTP Servers (2)");
-}
-
-TEST_F(ServerList, NewRefusesTheSameAddressButNotTheSameInAnotherCase) {
-    fill({"00012  OK    news.example.org"});
-    SaveServerList(app);
-    app.CurrentServer = "news.example.org";
-    t.prompter.answerInput(QString("news.example.org"));
-    cmdNewServ(app);
-    EXPECT_EQ(t.prompter.messages(), QStringList{"Duplicate Address"});
-    EXPECT_EQ(t.prompter.shown().back().icon, Prompter::Icon::Exclamation);
-    EXPECT_EQ(t.prompter.shown().back().title, "Zanderfell!");
-    EXPECT_EQ(list.count(), 1);
-    EXPECT_EQ(app.frame(Frame::NNTP).title, "NNTP Servers (1)");
-
-    t.prompter.answerInput(QString("NEWS.example.org"));
-    cmdNewServ(app);
-    EXPECT_EQ(rows(),
-              (QStringList{"00012  OK    news.example.org", "????? ???    NEWS.example.org"}));
-    EXPECT_EQ(t.prompter.messages().size(), 1);
-}
-
-TEST_F(ServerList, NewWithAnEmptyAnswerOrCancelChangesNothing) {
+TEST_F(ServerList, NewAddsTheAddressAsTypedUnlessItIsThereOrEmpty) {
     fill({"00012  OK    news.example.org"});
     app.CurrentServer = "news.example.org";
     QFile::remove(t.path("NNTP_NET.INI"));
     t.prompter.answerInput(QString("")).answerInput(std::nullopt);
+    t.prompter.answerInput(QString("news.example.org"));
     cmdNewServ(app);
     cmdNewServ(app);
+    EXPECT_FALSE(QFileInfo::exists(t.path("NNTP_NET.INI"))) << "empty or Cancel saves nothing";
+    cmdNewServ(app);
+    EXPECT_EQ(t.prompter.shown().front(),
+              (Shown{Kind::Input, "Enter NNTP Server Address :", "Zanderfell!"}));
+    EXPECT_EQ(t.prompter.shown().back(),
+              (Shown{Kind::Message, "Duplicate Address", "Zanderfell!", Icon::Exclamation}));
     EXPECT_EQ(list.count(), 1);
     EXPECT_EQ(app.CurrentServer, "news.example.org");
-    EXPECT_FALSE(QFileInfo::exists(t.path("NNTP_NET.INI"))) << "nothing was saved";
-    EXPECT_TRUE(t.prompter.messages().isEmpty());
-}
 
-// ---- Find ----
+    // Another case is another address.
+    t.prompter.answerInput(QString("NEWS.example.org"));
+    cmdNewServ(app);
+    EXPECT_EQ(texts(list),
+              (QStringList{"00012  OK    news.example.org", "????? ???    NEWS.example.org"}));
+    EXPECT_EQ(app.CurrentServer, "NEWS.example.org");
+    EXPECT_EQ(fileRows(), texts(list));
+    EXPECT_EQ(app.frame(Frame::NNTP).title, "NNTP Servers (2)");
+    EXPECT_EQ(t.prompter.messages().size(), 1);
+}
 
 TEST_F(ServerList, FindSelectsOnlyTheRowOfTheExactAddressAndPicksIt) {
     fill({"????? ???    news.example.net", "00012  OK    news.example.org",
           "????? ???    news.example.org.invalid"});
+    app.CurrentServer = "keep.example.com";
     list.setSelected(0, true);
     list.setSelected(2, true);
+    t.prompter.answerInput(QString("example.org"))
+        .answerInput(QString("NEWS.EXAMPLE.ORG"))
+        .answerInput(QString(""));
+    cmdFind(app);
+    cmdFind(app);
+    cmdFind(app); // empty: ends without a word
+    EXPECT_EQ(t.prompter.shown().front(),
+              (Shown{Kind::Input, "Enter Server Name: ", "Enter Server Name"}));
+    EXPECT_EQ(t.prompter.shown()[1],
+              (Shown{Kind::Message, "Not Found", "Zanderfell!", Icon::Exclamation}));
+    EXPECT_EQ(t.prompter.messages(), (QStringList{"Not Found", "Not Found"}));
+    EXPECT_EQ(app.CurrentServer, "keep.example.com");
+    EXPECT_EQ(list.selCount(), 2);
+
     t.prompter.answerInput(QString("news.example.org"));
     cmdFind(app);
-
-    const auto& asked = t.prompter.shown().front();
-    EXPECT_EQ(asked.text, "Enter Server Name: ");
-    EXPECT_EQ(asked.title, "Enter Server Name");
     EXPECT_EQ(selectedRows(), QStringList{"00012  OK    news.example.org"});
     EXPECT_EQ(list.listIndex(), 1);
     EXPECT_EQ(app.CurrentServer, "news.example.org");
-    EXPECT_EQ(app.Caption, "Zanderfell! v2.5 (news.example.org) ");
-}
-
-TEST_F(ServerList, FindSaysNotFoundForAPartOrAnotherCase) {
-    fill({"00012  OK    news.example.org"});
-    app.CurrentServer = "keep.example.com";
-    for (const char* answer : {"example.org", "NEWS.EXAMPLE.ORG"})
-        t.prompter.answerInput(QString(answer));
-    t.prompter.answerInput(QString("")); // empty: ends without a word
-    cmdFind(app);
-    cmdFind(app);
-    cmdFind(app);
-    EXPECT_EQ(t.prompter.messages(), (QStringList{"Not Found", "Not Found"}));
-    EXPECT_EQ(t.prompter.shown()[1].icon, Prompter::Icon::Exclamation);
-    EXPECT_EQ(app.CurrentServer, "keep.example.com");
-    EXPECT_EQ(list.selCount(), 0);
-}
-
-// ---- Delete ----
-
-TEST_F(ServerList, DeleteWithoutSelectionOnlyWarns) {
-    fill({"00012  OK    news.example.org"});
-    cmdDeleteServ(app);
-    EXPECT_EQ(t.prompter.messages(), QStringList{"Please Select Item(s) First"});
-    EXPECT_EQ(list.count(), 1);
 }
 
 TEST_F(ServerList, DeleteRemovesSelectedRowsSavesAndDropsOnlyTheCurrentServersCache) {
     fill({"00001  OK    a.example.com", "00002  OK    b.example.com", "00003  OK    c.example.com",
           "00004  OK    d.example.com"});
+    cmdDeleteServ(app);
+    EXPECT_EQ(t.prompter.messages(), QStringList{"Please Select Item(s) First"});
+    EXPECT_EQ(list.count(), 4);
+
     app.CurrentServer = "b.example.com";
     ASSERT_TRUE(t.writeFile("Cache/b_example_com", "alt.test 1 2 y\n"));
     ASSERT_TRUE(t.writeFile("Cache/c_example_com", "alt.test 1 2 y\n"));
     list.setSelected(1, true);
     list.setSelected(2, true);
-
     // The dialog is off while the rows go; an event that comes in meanwhile sees it so.
     bool seenOff = false;
     QTimer::singleShot(0, &app, [&] { seenOff = !app.setupEnabled && !list.visible(); });
     cmdDeleteServ(app);
-
     EXPECT_TRUE(seenOff);
-    EXPECT_TRUE(app.setupEnabled);
-    EXPECT_TRUE(list.visible());
-    EXPECT_TRUE(list.redraw());
-    EXPECT_EQ(rows(), (QStringList{"00001  OK    a.example.com", "00004  OK    d.example.com"}));
-    EXPECT_EQ(fileRows(), rows());
+    EXPECT_TRUE(app.setupEnabled && list.visible() && list.redraw());
+    EXPECT_FALSE(app.hourGlass);
+    EXPECT_EQ(texts(list),
+              (QStringList{"00001  OK    a.example.com", "00004  OK    d.example.com"}));
+    EXPECT_EQ(fileRows(), texts(list));
     EXPECT_FALSE(QFileInfo::exists(t.path("Cache/b_example_com")));
     EXPECT_TRUE(QFileInfo::exists(t.path("Cache/c_example_com")));
     EXPECT_EQ(app.CurrentServer, "b.example.com") << "the current server stays though its row went";
     EXPECT_EQ(list.listIndex(), 0);
     EXPECT_EQ(selectedRows(), QStringList{"00001  OK    a.example.com"});
     EXPECT_EQ(app.frame(Frame::NNTP).title, "NNTP Servers (2)");
-    EXPECT_FALSE(app.hourGlass);
-}
 
-TEST_F(ServerList, DeletingTheLastRowLeavesAnEmptyListAndAnEmptyFile) {
-    fill({"????? ???    only.example.com"});
-    list.setSelected(0, true);
+    // The last rows going leave an empty list and an empty file.
+    list.selectAll();
     cmdDeleteServ(app);
     EXPECT_EQ(list.count(), 0);
     EXPECT_EQ(list.listIndex(), -1);
-    EXPECT_EQ(list.selCount(), 0);
-    EXPECT_EQ(t.readFile("NNTP_NET.INI"), "");
     EXPECT_TRUE(QFileInfo(t.path("NNTP_NET.INI")).isFile());
+    EXPECT_EQ(t.readFile("NNTP_NET.INI"), "");
 }
-
-// ---- Sort ----
 
 TEST_F(ServerList, SortOrdersByWholeRowTextKeepingCountsInNumericOrder) {
     fill({"????? ???    z.example.com", "00120  OK    b.example.com", "00003  NO    c.example.com",
@@ -226,27 +162,18 @@ TEST_F(ServerList, SortOrdersByWholeRowTextKeepingCountsInNumericOrder) {
           "01000     d.example.com"});
     list.setSelected(1, true);
     list.setListIndex(1);
-    t.prompter.clearShown();
     serverToolbarCommand(app, "Sort");
-
     // Digits come before "?"; equal rows, here equal but for case, keep their order.
     const QStringList sorted{"00003  NO    c.example.com", "00120  OK    a.example.com",
                              "00120  OK    b.example.com", "00120  OK    B.example.com",
                              "01000     d.example.com",    "????? ???    a.example.com",
                              "????? ???    z.example.com"};
-    EXPECT_EQ(rows(), sorted);
+    EXPECT_EQ(texts(list), sorted);
     EXPECT_EQ(fileRows(), sorted);
     EXPECT_EQ(list.selCount(), 0);
     EXPECT_EQ(list.listIndex(), -1);
-    EXPECT_TRUE(list.enabled());
-    EXPECT_TRUE(list.visible());
-    // lstTemp keeps its copy, and is the sorted list.
-    EXPECT_EQ(app.lstTemp.count(), 7);
-    EXPECT_TRUE(app.lstTemp.sorted());
-    EXPECT_EQ(app.lstTemp.text(0), sorted[0]);
+    EXPECT_TRUE(list.enabled() && list.visible());
 }
-
-// ---- the file ----
 
 // A save that fails part way must not cost the user the list on disk.
 TEST_F(ServerList, AFailingSaveLeavesTheOldFileIntact) {

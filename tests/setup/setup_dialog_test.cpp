@@ -13,10 +13,8 @@
 #include <QAction>
 #include <QApplication>
 #include <QCheckBox>
-#include <QDir>
 #include <QFileInfo>
 #include <QGroupBox>
-#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
@@ -26,9 +24,11 @@
 
 namespace {
 
-// A double click as the window system delivers it: press, release, then the
-// double-click event and its release. Item views act on the second press only
-// when the first one went down on the same row.
+using Shown = ScriptedPrompter::Shown;
+using Kind = ScriptedPrompter::Kind;
+
+// A double click as the window system delivers it; item views act on the
+// second press only when the first one went down on the same row.
 void doubleClick(QWidget* w, QPoint pos) {
     QTest::mousePress(w, Qt::LeftButton, {}, pos);
     QTest::mouseRelease(w, Qt::LeftButton, {}, pos);
@@ -42,8 +42,7 @@ struct SetupWindow : ::testing::Test {
     std::unique_ptr<MainWindow> window;
     SetupDialog* dlg = nullptr;
 
-    // Startup as the program runs it; settings and files written before
-    // count as those of an earlier run.
+    // Startup as the program runs it; what was written before is an earlier run.
     void start() {
         window = std::make_unique<MainWindow>(app);
         app.prompter = &t.prompter;
@@ -56,240 +55,131 @@ struct SetupWindow : ::testing::Test {
         QApplication::setActiveWindow(dlg);
         ASSERT_TRUE(QTest::qWaitForWindowActive(dlg));
     }
-    void servers(const QStringList& rows) {
-        ListModel stored;
-        for (const QString& r : rows)
-            stored.addItem(r);
-        ASSERT_TRUE(stored.save(t.path("NNTP_NET.INI")));
-    }
     QCheckBox* box(SetupOption o) const { return dlg->checkBox(o); }
     ListView* list() const { return dlg->serverList(); }
     QPoint rowPoint(int row) const {
         return list()->visualRect(app.txtNNTPServ.index(row)).center();
     }
-    QAction* toolButton(const char* key) const {
-        return dlg->toolbar()->findChild<QAction*>(QLatin1String(key));
-    }
     // Types into a field and then leaves it, as a user does with Tab.
     void typeAndLeave(QLineEdit* field, const QString& text) {
         field->setFocus();
         field->selectAll();
-        if (text.isEmpty())
-            QTest::keyClick(field, Qt::Key_Backspace);
-        else
-            QTest::keyClicks(field, text);
+        QTest::keyClicks(field, text);
         dlg->txtUserID()->setFocus();
         QApplication::processEvents();
     }
 };
 
-TEST_F(SetupWindow, StartupFillsTheHiddenDialogTickingOnlyTheFlagsThatAreOn) {
-    for (auto [key, value] : {std::pair{"SaveHTTP", "0"},
-                              {"BinariesOnly", "1"},
-                              {"Remove SPAM", "1"},
-                              {"ShowMNumbers", "0"},
-                              {"SpawnVideo", "0"},
-                              {"ConfirmFileDelete", "0"},
-                              {"Timeout", "45"},
-                              {"UserID", "me"},
-                              {"Password", "secret"},
-                              {"Minimum Groups", "3"}})
+TEST_F(SetupWindow, OptionsComeFromTheStoreTakeEffectAtOnceAndAreWrittenAtOkOnly) {
+    const std::pair<const char*, const char*> stored[] = {
+        {"SaveHTTP", "0"},      {"BinariesOnly", "1"}, {"Remove SPAM", "1"},
+        {"ShowMNumbers", "0"},  {"SpawnVideo", "0"},   {"ConfirmFileDelete", "0"},
+        {"Timeout", "45"},      {"UserID", "me"},      {"Password", "secret"},
+        {"Minimum Groups", "3"}};
+    for (auto [key, value] : stored)
         t.setSetting(key, value);
     start();
-
     EXPECT_FALSE(dlg->isVisible());
-    EXPECT_EQ(dlg->objectName(), "frmSetup");
-    EXPECT_EQ(dlg->windowTitle(), "Setup");
-    const std::tuple<SetupOption, const char*, bool> boxes[] = {
-        {SetupOption::SPAM, "Filter SPAM from Messages", true},
-        {SetupOption::HTTP, "Save HTTP Addreseses", false},
-        {SetupOption::Binary, "Filter ONLY .binaries groups", true},
-        {SetupOption::AutoLoad, "Auto Load Group List", true}, // the default
-        {SetupOption::FileDelete, "Confirm File Delete", false},
-        {SetupOption::Video, "Spawn Video in Preview Mode", false},
-        {SetupOption::Show, "Show Message Numbers", false},
-    };
-    for (auto [option, caption, ticked] : boxes) {
-        EXPECT_EQ(box(option)->text(), caption);
-        EXPECT_EQ(box(option)->isChecked(), ticked) << caption;
-    }
+    QString ticks;
+    for (SetupOption o :
+         {SetupOption::SPAM, SetupOption::HTTP, SetupOption::Binary, SetupOption::AutoLoad,
+          SetupOption::FileDelete, SetupOption::Video, SetupOption::Show})
+        ticks += box(o)->isChecked() ? u'1' : u'0';
+    EXPECT_EQ(ticks, "1011000") << "AutoLoad is on by default";
     EXPECT_EQ(dlg->txtTimeout()->text(), "45");
     EXPECT_EQ(dlg->txtMinGroups()->text(), "3");
     EXPECT_EQ(dlg->txtUserID()->text(), "me");
     EXPECT_EQ(dlg->txtPassword()->text(), "secret");
     EXPECT_EQ(dlg->txtPassword()->displayText(), "******");
     EXPECT_EQ(dlg->dirDest()->path() + "/", app.DestDir);
-
-    QStringList labels;
-    for (QLabel* l : dlg->findChildren<QLabel*>())
-        labels << l->text();
-    for (const char* text :
-         {"Setup Options", "Server Timeout", "Minimum Groups to be Valid", "User ID", "Password"})
-        EXPECT_TRUE(labels.contains(text)) << text;
-    QStringList frames;
-    for (QGroupBox* g : dlg->findChildren<QGroupBox*>())
-        frames << g->title();
-    for (const char* title : {"User Authentication", "Save Files In", "NNTP Servers (0)"})
-        EXPECT_TRUE(frames.contains(title)) << title;
-    EXPECT_EQ(dlg->cmdDir()->text(), "Create Directory");
-    EXPECT_EQ(dlg->cmdOK()->text(), "&OK");
-    EXPECT_EQ(dlg->cmdCancel()->text(), "&Cancel");
-    QStringList keys;
-    for (QAction* a : dlg->toolbar()->actions())
-        keys << a->text();
-    EXPECT_EQ(keys, (QStringList{"New", "Find", "Delete", "Import", "Export", "Sort"}));
-
     // Filling the dialog only ever ticks.
     box(SetupOption::HTTP)->setChecked(true);
     app.SaveHTTP = false;
     dlg->Form_Load();
     EXPECT_TRUE(box(SetupOption::HTTP)->isChecked());
-}
 
-TEST_F(SetupWindow, OptionsTakeEffectAtOnceAndReachTheStoreAtOkOrExit) {
-    start();
     show();
-    EXPECT_FALSE(app.RemoveSpam);
     QTest::mouseClick(box(SetupOption::SPAM), Qt::LeftButton);
-    EXPECT_TRUE(app.RemoveSpam);
+    EXPECT_FALSE(app.RemoveSpam);
     QTest::mouseClick(box(SetupOption::AutoLoad), Qt::LeftButton);
     EXPECT_FALSE(app.AutoLoadGroups);
     QTest::mouseClick(dlg->cmdCancel(), Qt::LeftButton);
     EXPECT_FALSE(dlg->isVisible());
     // Cancel keeps them for the run but writes nothing.
-    EXPECT_TRUE(app.RemoveSpam);
-    EXPECT_FALSE(app.AutoLoadGroups);
-    EXPECT_FALSE(t.hasSetting("Remove SPAM"));
+    EXPECT_FALSE(app.RemoveSpam || app.AutoLoadGroups);
+    EXPECT_EQ(t.setting("Remove SPAM").toString(), "1");
+    EXPECT_FALSE(t.hasSetting("AutoLoadGroups"));
 
     show();
     QTest::mouseClick(box(SetupOption::Binary), Qt::LeftButton);
     app.CurrentServer = "news.example.net";
     QTest::mouseClick(dlg->cmdOK(), Qt::LeftButton);
     EXPECT_FALSE(dlg->isVisible());
-    EXPECT_EQ(t.setting("Remove SPAM").toString(), "1");
-    EXPECT_EQ(t.setting("BinariesOnly").toString(), "1");
+    EXPECT_EQ(t.setting("Remove SPAM").toString(), "0");
+    EXPECT_EQ(t.setting("BinariesOnly").toString(), "0");
     EXPECT_EQ(t.setting("AutoLoadGroups").toString(), "0");
     EXPECT_EQ(window->windowTitle(), "Zanderfell! v2.5 (news.example.net) ");
-
-    // A change after OK and Cancel reaches the store at exit.
-    show();
-    QTest::mouseClick(box(SetupOption::Video), Qt::LeftButton);
-    EXPECT_EQ(app.SpawnVideo, 0);
-    QTest::mouseClick(dlg->cmdCancel(), Qt::LeftButton);
-    EXPECT_EQ(t.setting("SpawnVideo").toString(), "1");
-    cmdExit(app);
-    EXPECT_EQ(t.setting("SpawnVideo").toString(), "0");
-    EXPECT_EQ(t.endProcessCalls, 1);
 }
 
-TEST_F(SetupWindow, TimeoutFieldKeepsOnlyNumbersUpTo32767) {
+TEST_F(SetupWindow, FieldsFollowTheUserAndOnlyEnterInMinGroupsRunsOk) {
     start();
     show();
-    QLineEdit* field = dlg->txtTimeout();
-    typeAndLeave(field, "32767");
-    EXPECT_EQ(field->text(), "32767");
-    EXPECT_EQ(app.Timeout, 32767);
-    typeAndLeave(field, "32768");
-    EXPECT_EQ(field->text(), "255");
-    EXPECT_EQ(app.Timeout, 255);
-    typeAndLeave(field, "60");
-    EXPECT_EQ(app.Timeout, 60);
-    typeAndLeave(field, "");
-    EXPECT_EQ(field->text(), "255");
-    EXPECT_EQ(app.Timeout, 255);
-
+    QLineEdit* timeout = dlg->txtTimeout();
     // Lower-case letters and blanks never arrive; capitals up to "K" do.
-    field->setFocus();
-    field->selectAll();
-    QTest::keyClicks(field, "1a 2z");
-    EXPECT_EQ(field->text(), "12");
-    QTest::keyClicks(field, "K");
-    EXPECT_EQ(field->text(), "12K");
-    QTest::keyClick(field, Qt::Key_Return); // nothing more than a key here
+    timeout->setFocus();
+    timeout->selectAll();
+    QTest::keyClicks(timeout, "1a 2zK");
+    EXPECT_EQ(timeout->text(), "12K");
+    QTest::keyClick(timeout, Qt::Key_Return); // Enter here does not run OK
     EXPECT_TRUE(dlg->isVisible());
-    dlg->txtUserID()->setFocus();
-    QApplication::processEvents();
-    EXPECT_EQ(field->text(), "255");
-    EXPECT_FALSE(t.hasSetting("Timeout")) << "the store waits for OK or exit";
-}
+    typeAndLeave(dlg->txtMinGroups(), "32768");
+    EXPECT_EQ(timeout->text(), "255");
+    EXPECT_EQ(dlg->txtMinGroups()->text(), "32767");
 
-TEST_F(SetupWindow, MinGroupsFieldCutsTo32767AndEnterRunsOk) {
-    start();
-    show();
-    QLineEdit* field = dlg->txtMinGroups();
-    typeAndLeave(field, "32768");
-    EXPECT_EQ(field->text(), "32767");
-    EXPECT_EQ(app.MinGroups, 32767);
-    typeAndLeave(field, "12AB");
-    EXPECT_EQ(field->text(), "12AB");
-    EXPECT_EQ(app.MinGroups, 32767) << "a text that is no number leaves the variable";
-    typeAndLeave(field, "40");
-    EXPECT_EQ(app.MinGroups, 40);
-
-    field->setFocus();
-    QTest::keyClick(field, Qt::Key_Return);
-    EXPECT_FALSE(dlg->isVisible());
-    EXPECT_EQ(t.setting("Minimum Groups").toString(), "40");
-}
-
-TEST_F(SetupWindow, UserAndPasswordFollowEveryChangeAndThePasswordShowsStars) {
-    start();
-    show();
     dlg->txtUserID()->setFocus();
     QTest::keyClicks(dlg->txtUserID(), "ab");
-    EXPECT_EQ(app.UserID, "ab");
     QTest::keyClick(dlg->txtUserID(), Qt::Key_Backspace);
     EXPECT_EQ(app.UserID, "a");
     dlg->txtPassword()->setFocus();
     QTest::keyClicks(dlg->txtPassword(), "p w");
     EXPECT_EQ(app.Password, "p w");
-    EXPECT_EQ(dlg->txtPassword()->displayText(), "***");
+    EXPECT_FALSE(t.hasSetting("Timeout")) << "the store waits for OK or exit";
+
+    typeAndLeave(dlg->txtMinGroups(), "40");
+    dlg->txtMinGroups()->setFocus();
+    QTest::keyClick(dlg->txtMinGroups(), Qt::Key_Return);
+    EXPECT_FALSE(dlg->isVisible());
+    EXPECT_EQ(t.setting("Minimum Groups").toString(), "40");
+    EXPECT_EQ(t.setting("Timeout").toString(), "255");
 }
 
-TEST_F(SetupWindow, WhileConnectedTheListItsToolbarAndShowNumbersAreLocked) {
-    servers({"00012  OK    a.example.com", "????? ???    b.example.com"});
+TEST_F(SetupWindow, TheServerListLockedWhileConnectedAndItsClicksAndKeysOtherwise) {
+    ASSERT_TRUE(t.writeFile("NNTP_NET.INI",
+                            "00012  OK    a.example.com\n????? ???    b.example.com\n"
+                            "00012     c.example.com\n00012     d.example.com\n"));
+    t.setSetting("NNTPServer", "c.example.com");
     start();
+    app.txtNNTPServ.setSelected(0, true);
     app.toolbar[6].caption = "Disconnect";
     show();
+    // The current server's row joins the selection, in the rows and in the view.
+    EXPECT_EQ(app.txtNNTPServ.selCount(), 2);
+    EXPECT_TRUE(app.txtNNTPServ.selected(0) && app.txtNNTPServ.selected(2));
+    QApplication::processEvents();
+    EXPECT_TRUE(list()->selectionModel()->isRowSelected(2, QModelIndex()));
     EXPECT_FALSE(list()->isEnabled());
     EXPECT_FALSE(dlg->toolbar()->isEnabled());
     EXPECT_FALSE(box(SetupOption::Show)->isEnabled());
-    for (SetupOption o : {SetupOption::SPAM, SetupOption::HTTP, SetupOption::Binary,
-                          SetupOption::AutoLoad, SetupOption::FileDelete, SetupOption::Video})
-        EXPECT_TRUE(box(o)->isEnabled());
-    EXPECT_TRUE(dlg->txtTimeout()->isEnabled());
-    EXPECT_TRUE(dlg->dirDest()->isEnabled());
-    EXPECT_TRUE(dlg->cmdOK()->isEnabled());
+    EXPECT_TRUE(box(SetupOption::Video)->isEnabled() && dlg->txtTimeout()->isEnabled() &&
+                dlg->dirDest()->isEnabled() && dlg->cmdOK()->isEnabled());
     QTest::mouseClick(list()->viewport(), Qt::LeftButton, {}, rowPoint(1));
-    EXPECT_EQ(app.CurrentServer, "") << "a locked list picks nothing";
+    EXPECT_EQ(app.CurrentServer, "c.example.com") << "a locked list picks nothing";
     dlg->hide();
 
     app.toolbar[6].caption = "Connect";
     show();
-    EXPECT_TRUE(list()->isEnabled());
-    EXPECT_TRUE(dlg->toolbar()->isEnabled());
-    EXPECT_TRUE(box(SetupOption::Show)->isEnabled());
-}
-
-TEST_F(SetupWindow, ComingUpSelectsTheCurrentServersRowOnTopOfTheSelection) {
-    servers(
-        {"00012  OK    a.example.com", "????? ???    b.example.com", "????? ???    c.example.com"});
-    t.setSetting("NNTPServer", "c.example.com");
-    start();
-    app.txtNNTPServ.setSelected(0, true);
-    show();
-    EXPECT_TRUE(app.txtNNTPServ.selected(0));
-    EXPECT_FALSE(app.txtNNTPServ.selected(1));
-    EXPECT_TRUE(app.txtNNTPServ.selected(2));
-    QApplication::processEvents(); // the view follows the rows' selection
-    EXPECT_TRUE(list()->selectionModel()->isRowSelected(2, QModelIndex()));
-}
-
-TEST_F(SetupWindow, ClicksAndKeysOnTheListPickServersAndCloseTheDialog) {
-    servers(
-        {"00012  OK    a.example.com", "????? ???    b.example.com", "00012     c.example.com"});
-    start();
-    show();
+    EXPECT_TRUE(list()->isEnabled() && dlg->toolbar()->isEnabled() &&
+                box(SetupOption::Show)->isEnabled());
     QTest::mouseClick(list()->viewport(), Qt::LeftButton, {}, rowPoint(1));
     EXPECT_EQ(app.CurrentServer, "b.example.com");
     EXPECT_EQ(window->windowTitle(), "Zanderfell! v2.5 (b.example.com) ");
@@ -307,15 +197,23 @@ TEST_F(SetupWindow, ClicksAndKeysOnTheListPickServersAndCloseTheDialog) {
     QTest::keyClicks(list(), "?"); // type-ahead to the first New row
     EXPECT_EQ(app.txtNNTPServ.listIndex(), 1);
     EXPECT_EQ(app.CurrentServer, "b.example.com");
+
+    QTest::keyClick(list(), Qt::Key_A, Qt::ControlModifier);
+    EXPECT_EQ(app.txtNNTPServ.selCount(), 4);
+    app.txtNNTPServ.clearSelection();
+    app.txtNNTPServ.setSelected(3, true);
+    QTest::keyClick(list(), Qt::Key_Delete);
+    EXPECT_EQ(app.txtNNTPServ.count(), 3);
+    EXPECT_EQ(dlg->frameNNTP()->title(), "NNTP Servers (3)");
+    EXPECT_TRUE(dlg->isEnabled() && list()->isVisible());
+
     QTest::keyClick(list(), Qt::Key_Escape);
     EXPECT_FALSE(dlg->isVisible());
-    EXPECT_FALSE(t.hasSetting("NNTPServer"));
-
+    EXPECT_EQ(t.setting("NNTPServer").toString(), "c.example.com") << "Escape writes nothing";
     show();
-    doubleClick(list()->viewport(), rowPoint(2));
+    doubleClick(list()->viewport(), rowPoint(0));
     EXPECT_FALSE(dlg->isVisible());
-    EXPECT_EQ(t.setting("NNTPServer").toString(), "c.example.com");
-
+    EXPECT_EQ(t.setting("NNTPServer").toString(), "a.example.com");
     show();
     list()->setFocus();
     app.txtNNTPServ.setListIndex(1);
@@ -324,38 +222,10 @@ TEST_F(SetupWindow, ClicksAndKeysOnTheListPickServersAndCloseTheDialog) {
     EXPECT_EQ(t.setting("NNTPServer").toString(), "b.example.com");
 }
 
-TEST_F(SetupWindow, CtrlASelectsAllAndDeleteRemovesTheSelection) {
-    servers(
-        {"00012  OK    a.example.com", "????? ???    b.example.com", "00012     c.example.com"});
+TEST_F(SetupWindow, ToolbarCommandsRunWithTheDialogOffMeanwhile) {
     start();
     show();
-    list()->setFocus();
-    QTest::keyClick(list(), Qt::Key_A, Qt::ControlModifier);
-    EXPECT_EQ(app.txtNNTPServ.selCount(), 3);
-    app.txtNNTPServ.clearSelection();
-    app.txtNNTPServ.setSelected(1, true);
-    QTest::keyClick(list(), Qt::Key_Delete);
-    ASSERT_EQ(app.txtNNTPServ.count(), 2);
-    EXPECT_EQ(app.txtNNTPServ.text(1), "00012     c.example.com");
-    EXPECT_EQ(dlg->frameNNTP()->title(), "NNTP Servers (2)");
-    EXPECT_TRUE(dlg->isEnabled());
-    EXPECT_TRUE(list()->isVisible());
-}
-
-TEST_F(SetupWindow, ToolbarRunsItsCommandsWithTheDialogOffMeanwhile) {
-    start();
-    show();
-    t.prompter.answerInput(QString("news.example.net"));
-    toolButton("New")->trigger();
-    ASSERT_EQ(app.txtNNTPServ.count(), 1);
-    EXPECT_EQ(app.txtNNTPServ.text(0), "????? ???    news.example.net");
-    EXPECT_EQ(dlg->frameNNTP()->title(), "NNTP Servers (1)");
-    EXPECT_TRUE(dlg->toolbar()->isEnabled());
-
-    QByteArray content;
-    for (int i = 0; i < 50; ++i)
-        content += "host" + QByteArray::number(i) + ".example.org\n";
-    ASSERT_TRUE(t.writeFile("servers.txt", content));
+    ASSERT_TRUE(t.writeFile("servers.txt", "a.example.org\nb.example.org\n"));
     t.prompter.answerFileName(t.path("servers.txt"));
     bool offDuring = false;
     QTimer::singleShot(0, dlg, [&] {
@@ -363,15 +233,11 @@ TEST_F(SetupWindow, ToolbarRunsItsCommandsWithTheDialogOffMeanwhile) {
                     !dlg->cmdCancel()->isEnabled() && !dlg->toolbar()->isEnabled() &&
                     !list()->isVisible();
     });
-    toolButton("Import")->trigger();
+    dlg->toolbar()->findChild<QAction*>("Import")->trigger();
     EXPECT_TRUE(offDuring);
-    EXPECT_EQ(app.txtNNTPServ.count(), 51);
-    EXPECT_TRUE(dlg->isEnabled());
-    EXPECT_TRUE(dlg->cmdOK()->isEnabled());
-    EXPECT_TRUE(dlg->toolbar()->isEnabled());
-    EXPECT_TRUE(list()->isVisible());
-    EXPECT_TRUE(list()->isEnabled());
-    EXPECT_EQ(dlg->frameNNTP()->title(), "NNTP Servers (51)");
+    EXPECT_TRUE(dlg->isEnabled() && dlg->cmdOK()->isEnabled() && dlg->cmdCancel()->isEnabled());
+    EXPECT_TRUE(dlg->toolbar()->isEnabled() && list()->isVisible() && list()->isEnabled());
+    EXPECT_EQ(dlg->frameNNTP()->title(), "NNTP Servers (2)");
 }
 
 TEST_F(SetupWindow, SetupAndConnectShowTheDialogModally) {
@@ -411,12 +277,18 @@ TEST_F(SetupWindow, DirectoryChooserSetsDestDirDeletesEmptyDirectoriesAndCreates
     };
 
     t.prompter.answerInput(QString("pictures")).answerInput(QString("pictures"));
+    t.prompter.answerInput(QString(""));
     QTest::mouseClick(dlg->cmdDir(), Qt::LeftButton);
     EXPECT_TRUE(QFileInfo(download + "pictures").isDir());
     ASSERT_TRUE(entry("pictures"));
     EXPECT_EQ(app.DestDir, download) << "a new directory is not entered";
+    EXPECT_EQ(t.prompter.shown().front(),
+              (Shown{Kind::Input, "Enter Directory Name:", "Create Directory:"}));
     QTest::mouseClick(dlg->cmdDir(), Qt::LeftButton); // it exists now
-    EXPECT_EQ(t.prompter.messages(), QStringList{"Could not create directory"});
+    EXPECT_EQ(t.prompter.shown().back(), (Shown{Kind::Message, "Could not create directory",
+                                                "Zanderfell!", Prompter::Icon::Critical}));
+    QTest::mouseClick(dlg->cmdDir(), Qt::LeftButton); // no name: nothing
+    EXPECT_EQ(t.prompter.messages().size(), 1);
 
     // Opening an entry moves DestDir there.
     doubleClick(chooser->viewport(), chooser->visualItemRect(entry("pictures")).center());
@@ -440,7 +312,7 @@ TEST_F(SetupWindow, DirectoryChooserSetsDestDirDeletesEmptyDirectoriesAndCreates
     EXPECT_FALSE(QFileInfo::exists(download + "pictures"));
     EXPECT_FALSE(entry("pictures"));
     EXPECT_TRUE(entry("full"));
-    EXPECT_TRUE(t.prompter.messages().size() == 1) << "deleting says nothing";
+    EXPECT_EQ(t.prompter.messages().size(), 1) << "deleting says nothing";
 }
 
 } // namespace
