@@ -26,13 +26,9 @@ struct PreviewWindow : ::testing::Test {
     std::unique_ptr<MainWindow> window;
 
     void SetUp() override {
-        window = std::make_unique<MainWindow>(app);
-        app.prompter = &t.prompter; // the window installs real dialogs; tests script them
-        t.load();
+        window = t.openWindow();
         app.DestDir = t.path("download/");
         QDir().mkpath(app.DestDir);
-        window->applyGeometry();
-        window->show();
         window->resize(1024, 768);
         QCoreApplication::processEvents();
     }

@@ -21,11 +21,7 @@ struct Favorites : ::testing::Test {
     std::unique_ptr<MainWindow> window;
 
     void SetUp() override {
-        window = std::make_unique<MainWindow>(app);
-        app.prompter = &t.prompter; // the window installs real dialogs; tests script them
-        t.load();
-        window->applyGeometry();
-        window->show();
+        window = t.openWindow();
         app.CurrentServer = "news.test";
     }
     QStringList rows() const { return texts(app.lstFavorites); }

@@ -14,21 +14,11 @@
 
 namespace {
 
-// Startup as the program runs it, on what an earlier run left in t's store.
-std::unique_ptr<MainWindow> open(TestApp& t) {
-    auto window = std::make_unique<MainWindow>(t.app);
-    t.app.prompter = &t.prompter;
-    t.load();
-    window->applyGeometry();
-    window->show();
-    return window;
-}
-
 // Samples of the menu table at startup (a shortcut, an item gated off, a checked
 // one, an item in two menus), then the size kept across a restart.
 TEST(Window, ShowsItsControlsAtStartupAndKeepsItsGeometryForTheNextStart) {
     TestApp t;
-    const auto window = open(t);
+    const auto window = t.openWindow();
     QStringList top, buttons;
     for (QAction* a : window->menuBar()->actions())
         top << a->text();
@@ -76,7 +66,7 @@ TEST(Window, ShowsItsControlsAtStartupAndKeepsItsGeometryForTheNextStart) {
     TestApp again;
     for (const char* key : {"Width", "Height", "Top", "Left"})
         again.setSetting(QLatin1String(key), t.setting(QLatin1String(key)));
-    const auto second = open(again);
+    const auto second = again.openWindow();
     EXPECT_NEAR(second->geometry().width(), before.width(), 1.5);
     EXPECT_NEAR(second->geometry().height(), before.height(), 1.5);
     EXPECT_NEAR(second->pos().x(), beforePos.x(), 1.5);
