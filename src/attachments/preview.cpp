@@ -107,11 +107,7 @@ void SetlPicture(App& app, int key) {
     case Qt::Key_Return:
     case Qt::Key_Enter:
         // Delete and open act on the current row of the list: the file on view.
-        if (row >= 0) {
-            files.clearSelection();
-            files.setSelected(row, true);
-            files.setListIndex(row);
-        }
+        if (row >= 0) files.selectOnly(row);
         if (key == Qt::Key_Delete)
             lstFiles_KeyDown(app, key);
         else
@@ -124,9 +120,7 @@ void SetlPicture(App& app, int key) {
     case Qt::Key_Down: {
         const int next = key == Qt::Key_Up ? row - 1 : row + 1;
         if (next < 0 || next >= files.count()) break;
-        files.clearSelection();
-        files.setSelected(next, true);
-        files.setListIndex(next);
+        files.selectOnly(next);
         lstFiles_Click(app);
         break;
     }

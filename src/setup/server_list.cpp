@@ -99,10 +99,7 @@ void cmdFind(App& app) {
                               Prompter::Icon::Exclamation);
         return;
     }
-    ListModel& list = app.txtNNTPServ;
-    list.clearSelection();
-    list.setSelected(row, true);
-    list.setListIndex(row);
+    app.txtNNTPServ.selectOnly(row);
     pickServer(app);
 }
 

@@ -273,6 +273,12 @@ void ListModel::clearSelection() {
     if (any) emit selectionChanged();
 }
 
+void ListModel::selectOnly(int index) {
+    clearSelection();
+    setSelected(index, true);
+    setListIndex(index);
+}
+
 void ListModel::selectAll() {
     for (ListRow& r : rows_)
         r.selected = true;

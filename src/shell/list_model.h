@@ -64,6 +64,8 @@ public:
     int selCount() const;
     void clearSelection();
     void selectAll();
+    // The row alone selected and current, as a plain click leaves it.
+    void selectOnly(int index);
 
     int listIndex() const { return current_; }
     void setListIndex(int index);
