@@ -1,12 +1,12 @@
 // The article branch of the line receiver: the begin-line search over the
-// growing article, however the blocks are cut, the duplicate test, and the
-// hygiene of names found in articles.
+// growing article, the duplicate test, and the names found in articles.
 #include "attachments/article_receiver.h"
 #include "attachments/decoded_files.h"
 #include "fixtures/test_app.h"
 #include "news/line_receiver.h"
 
 #include <QDir>
+#include <QRegularExpression>
 #include <gtest/gtest.h>
 #include <random>
 
@@ -21,6 +21,11 @@ protected:
         app.HeaderField = "Subject";
         app.SweepScope = -1;
     }
+    void newArticle() {
+        app.MessageText.clear();
+        app.AttachName.clear();
+        app.beginScanFrom = app.ybeginScanFrom = 0;
+    }
     void data(const QByteArray& block) { NNTP_Document(app, 3, block); }
 
     TestApp t;
@@ -34,43 +39,25 @@ QString cleaned(const QString& name) {
     return scratch.app.AttachName;
 }
 
-// The search as described, over the whole text at once: the uuencode chain
-// of "BEGIN"s, a complete "=ybegin" line with a name, the earlier wins.
+// The search over the whole text at once. uuencode: the first "BEGIN" in any
+// case whose seventh character is a digit, where one that fails moves the
+// search seven characters on, as the matches of "BEGIN.." do. yEnc: the first
+// whole line that starts "=ybegin " and holds " name=". The earlier wins.
 QString nameInWholeText(const QString& text) {
-    qsizetype uuAt = -1, offset = 0;
-    QString uuName, copy = text;
-    for (;;) {
-        const qsizetype p = copy.toUpper().indexOf("BEGIN");
-        if (p < 0) break;
-        const QChar c = p + 6 < copy.size() ? copy[p + 6] : QChar();
-        if (c < u'0' || c > u'9') {
-            copy = copy.mid(p + 7);
-            offset += p + 7;
-            continue;
-        }
-        uuName = copy.mid(p + 6);
-        uuName = uuName.mid(uuName.indexOf(' ') + 1);
-        if (uuName.contains('\r')) uuName.truncate(uuName.indexOf('\r'));
-        uuAt = offset + p;
+    static const QRegularExpression uu("BEGIN(?s:..)", QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression y("(?<![^\n])=ybegin(?= )[^\r\n]*? name=([^\r\n]*)[\r\n]");
+    qsizetype uuAt = -1;
+    QString uuName;
+    for (const QRegularExpressionMatch& m : uu.globalMatch(text)) {
+        if (!m.captured().back().isDigit()) continue;
+        uuAt = m.capturedStart();
+        uuName = text.mid(uuAt + 6);
+        uuName = uuName.mid(uuName.indexOf(' ') + 1).section('\r', 0, 0);
         break;
     }
-    qsizetype yAt = -1;
-    QString yName;
-    for (qsizetype k = 0; k < text.size(); ++k) {
-        if ((k > 0 && text[k - 1] != '\n') || !text.mid(k).startsWith("=ybegin ")) continue;
-        qsizetype end = k;
-        while (end < text.size() && text[end] != '\r' && text[end] != '\n')
-            ++end;
-        if (end == text.size()) break;
-        const QString line = text.mid(k, end - k);
-        if (line.contains(" name=")) {
-            yAt = k;
-            yName = line.mid(line.indexOf(" name=") + 6);
-            break;
-        }
-    }
-    if (uuAt < 0 && yAt < 0) return QString();
-    return cleaned(uuAt < 0 || (yAt >= 0 && yAt < uuAt) ? yName : uuName);
+    const QRegularExpressionMatch ym = y.match(text);
+    if (ym.hasMatch() && (uuAt < 0 || ym.capturedStart() < uuAt)) return cleaned(ym.captured(1));
+    return uuAt < 0 ? QString() : cleaned(uuName);
 }
 
 TEST_F(ArticleReceiver, FindsTheSameBeginLineHoweverTheBlocksAreCut) {
@@ -97,9 +84,7 @@ TEST_F(ArticleReceiver, FindsTheSameBeginLineHoweverTheBlocksAreCut) {
         QByteArray article = "Subject: test\r\n\r\n";
         for (int i = 0, n = 1 + int(gen() % 12); i < n; ++i)
             article += pieces[gen() % pieces.size()];
-        app.MessageText.clear();
-        app.AttachName.clear();
-        app.beginScanFrom = app.ybeginScanFrom = 0;
+        newArticle();
         for (qsizetype at = 0; at < article.size();) {
             const qsizetype len = 1 + qsizetype(gen() % 9);
             const bool searching = app.AttachName.isEmpty();
@@ -125,12 +110,17 @@ TEST_F(ArticleReceiver, NamesFromBeginLines) {
         {"begin 644 caf\xc3\xa9.jpg\r\n", QString::fromUtf8("café.jpg")},
         {"begin 644 caf\xe9.jpg\r\n", QString::fromLatin1("caf\xe9.jpg")},
         {"begin 644 pa", "pa"}, // a name cut short by the block is taken as it came
+        // Names stay inside the download directory, or are no names.
+        {"begin 644 pics/a*b.jpg\r\n", "pics_a_b.jpg"},
+        {"begin 644 ..\\..\\x.jpg\r\n", ".._.._x.jpg"},
+        {"begin 644 \"\r\n", ""},
+        {"begin 644 " + QByteArray(120, 'a') + "\r\n", QString(120, 'a')},
+        {"begin 644 " + QByteArray(121, 'a') + "\r\n", ""},
     };
     for (const auto& [text, name] : cases) {
         SCOPED_TRACE(text.toStdString());
-        app.MessageText.clear();
-        app.AttachName.clear();
-        app.beginScanFrom = app.ybeginScanFrom = 0;
+        newArticle();
+        app.setStatus(2, QString());
         data(text);
         EXPECT_EQ(app.AttachName, name);
         EXPECT_EQ(app.statbar[2], name);
@@ -166,16 +156,6 @@ TEST_F(ArticleReceiver, NoSearchForTheViewerOrInASweep) {
     EXPECT_EQ(app.MessageText, "begin 644 a.jpg\r\nbegin 644 a.jpg\r\n");
     NNTP_Document(app, 5, QByteArray());
     EXPECT_TRUE(app.MessageDone);
-}
-
-TEST(CleanAttachName, MakesANameFitForTheDownloadDirectory) {
-    EXPECT_EQ(cleaned(QString(121, 'a')), "");
-    EXPECT_EQ(cleaned(QString(120, 'a')), QString(120, 'a'));
-    EXPECT_EQ(cleaned("pics/a*b.jpg"), "pics_a_b.jpg");
-    EXPECT_EQ(cleaned("..\\..\\x.jpg"), ".._.._x.jpg");
-    EXPECT_EQ(cleaned("\"a|b|c.jpg\""), "a-b|c.jpg");
-    EXPECT_EQ(cleaned("\""), "");
-    EXPECT_EQ(cleaned(""), "");
 }
 
 } // namespace

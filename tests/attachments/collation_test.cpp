@@ -1,6 +1,5 @@
-// Collation of multi-part posts: parsing the part counter out of a title,
-// finding every part in lstMessages, and the index behind the row search,
-// which must give the answers of the list's own find.
+// Collation of multi-part posts, and the index behind its row search, which
+// must give the answers of the list's own find.
 #include "attachments/collation.h"
 #include "fixtures/test_app.h"
 
@@ -10,6 +9,20 @@
 #include <random>
 
 namespace {
+
+QList<int> range(int from, int to) {
+    QList<int> r;
+    for (int i = from; i <= to; ++i)
+        r << i;
+    return r;
+}
+
+// The counter of a part: counter("10", 2)(7) is "07/10".
+std::function<QString(int)> counter(const QString& total, int width = 1) {
+    return [=](int part) {
+        return QStringLiteral("%1/%2").arg(part, width, 10, QLatin1Char('0')).arg(total);
+    };
+}
 
 class Collation : public ::testing::Test {
 protected:
@@ -22,18 +35,18 @@ protected:
         else
             app.lstMessages.addItem(-1, subject, QString::number(number) + " Subject", number);
     }
-    // Parts 1..total of a post whose subject has "%1" for the counter text;
-    // article numbers 1000 + part, added in the given order.
+    // Parts of a post whose subject has "%1" for the counter, added in the
+    // given order; part p has article number base + p.
     void addPost(const QString& subject, const QList<int>& order,
-                 const std::function<QString(int)>& counter) {
+                 const std::function<QString(int)>& counter, qint32 base = 1000) {
         for (int part : order)
-            addRow(1000 + part, subject.arg(counter(part)));
+            addRow(base + part, subject.arg(counter(part)));
     }
-    bool collate(const QString& title, PartSearch search = PartSearch::Indexed) {
+    bool collate(const QString& title) {
         QString t = title;
         qint32 row = 0;
         app.PartIndex = 0;
-        return msgMultipart(app, t, row, search);
+        return msgMultipart(app, t, row);
     }
     QList<int> taggedRows() const {
         QList<int> rows;
@@ -49,39 +62,82 @@ protected:
     App& app = t.app;
 };
 
-QList<int> range(int from, int to) {
-    QList<int> r;
-    for (int i = from; i <= to; ++i)
-        r << i;
-    return r;
-}
-
-QString padded(int part) {
-    return QStringLiteral("%1/10").arg(part, 2, 10, QLatin1Char('0'));
-}
-
-TEST_F(Collation, FindsEveryPartInAnyRowOrderWithOrWithoutNumbersInTheRows) {
+// One list of many posts, each with article numbers of its own so that a
+// part taken from another post shows; parts is PartIndex afterwards, 0 for a
+// single article, -1 for a post that can't be had.
+TEST_F(Collation, EachKindOfCounterAndTitle) {
+    const struct {
+        const char* title;
+        int parts;
+        qint32 base;
+    } cases[] = {
+        {"Pics (03/10) a.jpg", 10, 1000},
+        // Parts are searched at the width of the total, "(01/10)".
+        {"Unpadded (1/10) u.jpg", -1, 0},
+        {"Padded (1/10) p.jpg", 10, 3000},
+        {"Padded (01/10) p.jpg", 10, 3000},
+        // A total written with a leading zero brings an extra zero before every part.
+        {"Zeros (001/010) z.jpg", 10, 4000},
+        {"Square [3/5] s.bin", 5, 5000},
+        {"Curly {3/5} c.bin", 5, 6000},
+        {"Mixed (2/2] m.bin", 2, 7000},
+        // The title's closing bracket stands in the search text.
+        {"Square [3/5) s.bin", -1, 0},
+        // "?" is no wildcard that would take the post before.
+        {"Who? Me? (2/3) q.jpg", 3, 9000},
+        // Without words before the bracket posts can't be told apart.
+        {"(1/5) b.jpg", -1, 0},
+        // PartNumbers ends at part 200.
+        {"Big (001/200) b.rar", 200, 11000},
+        {"Huge (001/201) h.rar", -1, 0},
+        {"Pics (1/2) (repost)", 0, 0}, // the right-most group has no slash
+        {"Pics (12) x/y", 0, 0},       // the only slash behind the closing bracket
+        {"Pics 1/2", 0, 0},
+        {"Pics (1/1) a.jpg", 0, 0},
+        {"Pics (0/5) a.jpg", 0, 0},
+        {"Pics (7/5) a.jpg", 0, 0},
+    };
     for (bool numbers : {false, true}) {
         SCOPED_TRACE(numbers);
-        app.lstMessages.clear();
         app.ShowMNumbers = numbers;
-        addRow(1, "Pics (01/10) b.jpg"); // another post: the text behind the counter differs
-        addPost("Pics (%1) a.jpg", {4, 9, 1, 10, 3, 7, 2, 8, 6, 5}, padded);
+        app.lstMessages.clear();
+        addRow(1, "Pics (01/10) b.jpg"); // the text behind the counter differs
+        addPost("Pics (%1) a.jpg", {4, 9, 1, 10, 3, 7, 2, 8, 6, 5}, counter("10", 2), 1000);
         addRow(2, "Re: Pics (01/10) a.jpg?"); // holds part 1's text too, but comes later
-
-        EXPECT_TRUE(collate("1003 Pics (03/10) a.jpg"));
-        EXPECT_EQ(app.PartIndex, 10);
-        EXPECT_EQ(partNumbers(10),
-                  QList<qint32>({1001, 1002, 1003, 1004, 1005, 1006, 1007, 1008, 1009, 1010}));
-        EXPECT_EQ(taggedRows(), range(1, 10));
+        addPost("Pics (%1) (repost)", range(1, 2), counter("2"), 13000);
+        addPost("Unpadded (%1) u.jpg", range(1, 10), counter("10"), 2000);
+        addPost("Padded (%1) p.jpg", range(1, 10), counter("10", 2), 3000);
+        addPost("Zeros (%1) z.jpg", range(1, 10), counter("010", 3), 4000);
+        addPost("Square [%1] s.bin", range(1, 5), counter("5"), 5000);
+        addPost("Curly {%1} c.bin", range(1, 5), counter("5"), 6000);
+        addPost("Mixed (%1] m.bin", range(1, 2), counter("2"), 7000);
+        addPost("Who? Me! (%1) q.jpg", range(1, 3), counter("3"), 8000);
+        addPost("Who? Me? (%1) q.jpg", {3, 1, 2}, counter("3"), 9000);
+        addPost("(%1) b.jpg", range(1, 5), counter("5"), 10000);
+        addPost("Big (%1) b.rar", range(1, 200), counter("200", 3), 11000);
+        addPost("Huge (%1) h.rar", range(1, 201), counter("201", 3), 12000);
+        for (const auto& c : cases) {
+            SCOPED_TRACE(c.title);
+            app.setStatus(2, QString());
+            EXPECT_EQ(collate(QStringLiteral("1 ") + c.title), c.parts > 0);
+            EXPECT_EQ(app.PartIndex, c.parts);
+            EXPECT_EQ(app.statbar[2], c.parts < 0 ? "Incomplete" : "");
+            if (c.parts > 0) {
+                EXPECT_EQ(partNumbers(c.parts), range(c.base + 1, c.base + c.parts));
+            }
+            EXPECT_TRUE(app.lstMessages.redraw());
+        }
         EXPECT_EQ(app.statbar[1], "Searching for all parts of message");
-        EXPECT_TRUE(app.lstMessages.redraw());
     }
+    // A stop requested before the call searches nothing.
+    app.StopRequested = true;
+    EXPECT_FALSE(collate("1 Padded (01/10) p.jpg"));
+    EXPECT_EQ(app.PartIndex, 0);
 }
 
 TEST_F(Collation, AMissingPartMakesThePostIncomplete) {
-    addPost("Pics (%1) a.jpg", {1, 2, 3, 4, 5, 6, 8, 9, 10}, padded);
-    EXPECT_FALSE(collate("1001 Pics (01/10) a.jpg"));
+    addPost("Pics (%1) a.jpg", {1, 2, 3, 4, 5, 6, 8, 9, 10}, counter("10", 2));
+    EXPECT_FALSE(collate("1 Pics (01/10) a.jpg"));
     EXPECT_EQ(app.PartIndex, -1);
     EXPECT_EQ(app.statbar[2], "Incomplete");
     EXPECT_EQ(taggedRows(), range(0, 5)) << "parts 1 to 6 keep their tags";
@@ -89,113 +145,9 @@ TEST_F(Collation, AMissingPartMakesThePostIncomplete) {
     // Inside a sweep the status line is left alone.
     app.setStatus(2, QString());
     app.SweepScope = 1;
-    EXPECT_FALSE(collate("1001 Pics (01/10) a.jpg"));
+    EXPECT_FALSE(collate("1 Pics (01/10) a.jpg"));
     EXPECT_EQ(app.PartIndex, -1);
     EXPECT_EQ(app.statbar[2], "");
-}
-
-TEST_F(Collation, PartNumbersAreSearchedAtTheWidthOfTheTotal) {
-    // Unpadded rows of a post of ten: "(1/10)" is searched as "(01/10)".
-    addPost("Unpadded (%1) u.jpg", range(1, 10),
-            [](int p) { return QStringLiteral("%1/10").arg(p); });
-    EXPECT_FALSE(collate("1001 Unpadded (1/10) u.jpg"));
-    EXPECT_EQ(app.PartIndex, -1);
-    EXPECT_TRUE(taggedRows().isEmpty()) << "the search stops at part 1";
-
-    // Padded rows are found from an unpadded title, and from a padded one.
-    app.lstMessages.clear();
-    addPost("Padded (%1) p.jpg", range(1, 10), padded);
-    EXPECT_TRUE(collate("1001 Padded (1/10) p.jpg"));
-    EXPECT_TRUE(collate("1001 Padded (01/10) p.jpg"));
-
-    // A total written with a leading zero brings an extra zero before every part.
-    app.lstMessages.clear();
-    addPost("Zeros (%1) z.jpg", range(1, 10),
-            [](int p) { return QStringLiteral("%1/010").arg(p, 3, 10, QLatin1Char('0')); });
-    EXPECT_TRUE(collate("1001 Zeros (001/010) z.jpg"));
-    EXPECT_EQ(app.PartIndex, 10);
-    EXPECT_EQ(app.PartNumbers[10], 1010);
-}
-
-TEST_F(Collation, BracketKindsMayDifferAndTheClosingOneMustAgree) {
-    addPost("Square [%1] s.bin", range(1, 5), [](int p) { return QStringLiteral("%1/5").arg(p); });
-    addPost("Curly {%1} c.bin", range(1, 5), [](int p) { return QStringLiteral("%1/5").arg(p); });
-    addPost("Mixed (%1] m.bin", range(1, 2), [](int p) { return QStringLiteral("%1/2").arg(p); });
-    EXPECT_TRUE(collate("1003 Square [3/5] s.bin"));
-    EXPECT_EQ(app.PartIndex, 5);
-    EXPECT_TRUE(collate("1003 Curly {3/5} c.bin"));
-    EXPECT_TRUE(collate("1002 Mixed (2/2] m.bin"));
-    EXPECT_EQ(app.PartNumbers[1], 1001);
-    // The title's closing character stands in the search text.
-    EXPECT_FALSE(collate("1003 Square [3/5) s.bin"));
-    EXPECT_EQ(app.PartIndex, -1);
-}
-
-TEST_F(Collation, TitlesWithoutAUsableCounterAreSingleArticles) {
-    addPost("Pics (%1) (repost)", range(1, 2), [](int p) { return QStringLiteral("%1/2").arg(p); });
-    const QStringList singles = {
-        "1001 Pics (1/2) (repost)", // the right-most group has no slash
-        "1001 Pics (12) x/y",       // the only slash behind the closing bracket
-        "1001 Pics 1/2",            // no brackets
-        "1001 Pics (1/1) a.jpg",    // a post of one
-        "1001 Pics (0/5) a.jpg",    // part 0
-        "1001 Pics (7/5) a.jpg",    // a part beyond the total
-    };
-    for (const QString& title : singles) {
-        SCOPED_TRACE(title.toStdString());
-        app.setStatus(2, QString());
-        EXPECT_FALSE(collate(title));
-        EXPECT_EQ(app.PartIndex, 0);
-        EXPECT_EQ(app.statbar[2], "");
-    }
-    EXPECT_TRUE(taggedRows().isEmpty());
-}
-
-TEST_F(Collation, ASubjectThatBeginsWithTheBracketIsIncomplete) {
-    addPost("(%1) a.jpg", range(1, 5), [](int p) { return QStringLiteral("%1/5").arg(p); });
-    EXPECT_FALSE(collate("1001 (1/5) a.jpg"));
-    EXPECT_EQ(app.PartIndex, -1);
-    EXPECT_EQ(app.statbar[2], "Incomplete");
-    EXPECT_TRUE(taggedRows().isEmpty());
-}
-
-TEST_F(Collation, AStopRequestedBeforehandSearchesNothing) {
-    addPost("Pics (%1) a.jpg", range(1, 10), padded);
-    app.StopRequested = true;
-    EXPECT_FALSE(collate("1001 Pics (01/10) a.jpg"));
-    EXPECT_EQ(app.PartIndex, 0);
-    EXPECT_TRUE(taggedRows().isEmpty());
-    EXPECT_EQ(app.statbar[1], "");
-}
-
-TEST_F(Collation, AQuestionMarkOfTheSubjectIsPlainText) {
-    addPost("Who? Me? (%1) q.jpg", {3, 1, 2}, [](int p) { return QStringLiteral("%1/3").arg(p); });
-    addPost("Who? Me! (%1) q.jpg", range(1, 3),
-            [](int p) { return QStringLiteral("%1/3").arg(p); });
-    EXPECT_TRUE(collate("1002 Who? Me? (2/3) q.jpg"));
-    EXPECT_EQ(taggedRows(), range(0, 2));
-    EXPECT_EQ(partNumbers(3), QList<qint32>({1001, 1002, 1003}));
-}
-
-TEST_F(Collation, PostsOfMoreThan200PartsCannotBeHad) {
-    auto counter = [](int total) {
-        return [total](int p) {
-            return QStringLiteral("%1/%2").arg(p, 3, 10, QLatin1Char('0')).arg(total);
-        };
-    };
-    addPost("Big (%1) b.rar", range(1, 200), counter(200));
-    EXPECT_TRUE(collate("1001 Big (001/200) b.rar"));
-    EXPECT_EQ(app.PartIndex, 200);
-    EXPECT_EQ(app.PartNumbers[200], 1200);
-
-    app.lstMessages.clear();
-    addPost("Huge (%1) h.rar", range(1, 201), counter(201));
-    app.PartNumbers.fill(7);
-    EXPECT_FALSE(collate("1001 Huge (001/201) h.rar"));
-    EXPECT_EQ(app.PartIndex, -1);
-    EXPECT_EQ(app.statbar[2], "Incomplete");
-    EXPECT_TRUE(taggedRows().isEmpty()) << "nothing is searched";
-    EXPECT_EQ(app.PartNumbers[200], 7);
 }
 
 TEST(NumericPrefix, ReadsTheNumberAtTheStart) {
@@ -212,64 +164,35 @@ TEST(NumericPrefix, ReadsTheNumberAtTheStart) {
     EXPECT_EQ(numericPrefix(u"2147483648"), std::nullopt);
 }
 
-// Posts made to trip an index: heads whose cases fold alike, characters
-// whose folding leaves ASCII, texts longer than the key bytes the index keeps
-// beside its entries, a second counter in the subject, texts around a part's
-// subject, lookalike posts that differ in one place, duplicates. Returns the
-// subject of each part.
+// Posts made to trip an index: heads whose cases fold alike or whose folding
+// leaves ASCII, texts longer than the key units kept beside the entries, a
+// second counter, lookalike posts, duplicates. Returns the subject of a part.
 std::function<QString(int)> randomPost(std::mt19937& gen, int total) {
-    static const QStringList heads = {"Pics",
-                                      "PICS",
-                                      "pics",
-                                      "Straße",
-                                      "STRASSE",
-                                      "Kelvin",
-                                      "\u212Aelvin",
-                                      "ΣΊΣΥΦΟΣ",
-                                      "σίσυφος",
-                                      "İstanbul",
-                                      "a",
-                                      "",
-                                      "A long and common text of one poster, then"};
-    static const QStringList tails = {" a.jpg",
-                                      " A.JPG",
-                                      "",
-                                      " \"x.bin\" yEnc",
-                                      " (repost)",
-                                      " [1/2]",
-                                      " ?",
-                                      " é",
-                                      " - the same long words after it - x"};
+    static const QStringList heads = {"Pics",    "Straße",   "Kelvin", "\u212Aelvin",
+                                      "σίσυφος", "İstanbul", "a",      ""};
+    static const QStringList tails = {" a.jpg", "",  " \"x.bin\" yEnc", " (repost)", " [1/2]",
+                                      " ?",     " é"};
     static const QStringList opens = {"(", "[", "{"}, closes = {")", "]", "}"};
     auto pick = [&](const QStringList& l) { return l[int(gen() % l.size())]; };
-    const QString head = pick(heads) + QStringLiteral(" %1 ").arg(gen() % 3);
-    const QString tail = pick(tails);
-    const QString open = pick(opens), close = pick(closes);
+    QString post = pick(heads) + QStringLiteral(" %1 ").arg(gen() % 3);
+    post += pick(opens) + "%1";
+    post += pick(closes) + pick(tails);
+    if (gen() % 5 == 0) post.prepend("A long and common text of one poster, then ");
+    if (gen() % 5 == 0) post.append(" - the same long words after it - x");
+    if (gen() % 3 == 0) post = post.toUpper();
+    if (gen() % 3 == 0) post = post.toLower();
     const int width = gen() % 2 ? int(QString::number(total).size()) : 1;
     const unsigned seed = gen();
     // Each call for a part gives the next decoration of it.
     return [=, calls = std::make_shared<int>(0)](int part) {
         std::mt19937 own(seed + unsigned(part) * 7919u + unsigned((*calls)++));
         QString subject =
-            head + open +
-            QStringLiteral("%1/%2").arg(part, width, 10, QLatin1Char('0')).arg(total) + close +
-            tail;
-        switch (own() % 8) {
-        case 0:
-            subject.prepend("Re: ");
-            break;
-        case 1:
-            subject.prepend(QStringLiteral("(%1/%2) ").arg(part).arg(total));
-            break;
-        case 2:
-            subject = subject.toUpper();
-            break;
-        case 3:
-            subject.append(" again");
-            break;
-        default:
-            break;
-        }
+            post.arg(QStringLiteral("%1/%2").arg(part, width, 10, QLatin1Char('0')).arg(total));
+        const unsigned decoration = own() % 8;
+        if (decoration == 0) subject.prepend("Re: ");
+        if (decoration == 1) subject.prepend(QStringLiteral("(%1/%2) ").arg(part).arg(total));
+        if (decoration == 2) subject = subject.toUpper();
+        if (decoration == 3) subject.append(" again");
         return subject;
     };
 }

@@ -22,10 +22,7 @@ struct DecodedFiles : ::testing::Test {
     TestApp t;
     App& app = t.app;
 
-    void SetUp() override {
-        app.DestDir = t.path("download/");
-        QDir().mkpath(app.DestDir);
-    }
+    void SetUp() override { app.DestDir = t.path("download/"); }
     QString write(const QString& name, const QByteArray& data) {
         EXPECT_TRUE(t.writeFile("download/" + name, data));
         return app.DestDir + name;
@@ -40,15 +37,13 @@ struct DecodedFiles : ::testing::Test {
 };
 
 TEST_F(DecodedFiles, AddaFileListsOnceWithTheIconOfTheTypeAndPreviewsPicturesButNotVideos) {
-    const QByteArray red = encoded(filled({8, 4}, Qt::red), "PNG");
+    const QByteArray red = png({8, 4}, Qt::red);
     decoded("a.jpg", encoded(filled({8, 4}, Qt::green), "JPG"));
     decoded("aa.png", red);
     decoded("notes", "plain text");
     decoded("b.tar.gz", "not really");
     EXPECT_EQ(texts(app.lstFiles), QStringList({"a.jpg", "aa.png", "notes", "b.tar.gz"}));
     EXPECT_EQ(app.frame(Frame::Files).title, "Decoded Files (4)");
-    for (int i = 0; i < app.lstFiles.count(); ++i)
-        EXPECT_EQ(app.lstFiles.tag(i), "0");
 
     // Pictures get the image icon; a name without extension gets the icon
     // drawn last; the whole ending picks the type.
@@ -60,14 +55,13 @@ TEST_F(DecodedFiles, AddaFileListsOnceWithTheIconOfTheTypeAndPreviewsPicturesBut
     EXPECT_EQ(app.lstFiles.picture(2), app.lstFiles.picture(1));
     EXPECT_EQ(icon(3), FindIconSource(".tar.gz"));
     EXPECT_NE(icon(3), icon(0));
-    EXPECT_EQ(FindIconSource(".no-such-type"), "");
 
     // The preview shows the last picture; text files leave it.
     EXPECT_EQ(app.Picture1.fileName(), app.DestDir + "aa.png");
     EXPECT_EQ(shownColour(), QColor(Qt::red));
 
     // A name that a listed name contains counts as listed.
-    decoded("a.png", encoded(filled({8, 4}, Qt::blue), "PNG"));
+    decoded("a.png", png({8, 4}, Qt::blue));
     EXPECT_EQ(app.lstFiles.count(), 4);
     EXPECT_EQ(shownColour(), QColor(Qt::blue));
 
@@ -86,7 +80,7 @@ TEST_F(DecodedFiles, AddaFileListsOnceWithTheIconOfTheTypeAndPreviewsPicturesBut
     EXPECT_EQ(app.lstFiles.count(), 8);
 }
 
-TEST_F(DecodedFiles, PictureControlKeepsItsPictureWhenAFileCantBeShown) {
+TEST_F(DecodedFiles, PictureControlKeepsItsPictureWhenAFileCantBeShownAndShrinksHugeOnes) {
     // Enough scan data that a cut lands inside it, not in the tables.
     QImage noise(200, 150, QImage::Format_RGB32);
     for (int y = 0; y < noise.height(); ++y)
@@ -94,7 +88,7 @@ TEST_F(DecodedFiles, PictureControlKeepsItsPictureWhenAFileCantBeShown) {
             noise.setPixel(x, y, qRgb(0, (x * 7 + y * 13) % 256, (x * y) % 256));
     const QByteArray jpeg = encoded(noise, "JPG");
     const QByteArray bmp = encoded(filled({64, 48}, Qt::blue), "BMP");
-    const QByteArray png = encoded(filled({64, 48}, Qt::blue), "PNG");
+    const QByteArray cutPng = png({64, 48}, Qt::blue);
     struct Case {
         const char* name;
         QByteArray data;
@@ -104,7 +98,7 @@ TEST_F(DecodedFiles, PictureControlKeepsItsPictureWhenAFileCantBeShown) {
         {"whole.jpg", jpeg, true},
         {"whole.bmp", bmp, true},
         {"whole.gif", kGif, true},
-        {"cut.png", png.left(png.size() * 6 / 10), false},
+        {"cut.png", cutPng.left(cutPng.size() * 6 / 10), false},
         {"cut.jpg", jpeg.left(jpeg.size() * 6 / 10), false},
         {"cut.bmp", bmp.left(bmp.size() / 2), false},
         {"cut.gif", kGif.left(kGif.size() - 1), false},
@@ -114,7 +108,7 @@ TEST_F(DecodedFiles, PictureControlKeepsItsPictureWhenAFileCantBeShown) {
         {"wide.png", pngClaiming(0x7fffffff, 1), false},
     };
     PictureControl control;
-    const QString red = write("red.png", encoded(filled({4, 4}, Qt::red), "PNG"));
+    const QString red = write("red.png", png({4, 4}, Qt::red));
     for (const Case& c : cases) {
         ASSERT_TRUE(control.setFileName(red));
         const QString path = write(c.name, c.data);
@@ -122,28 +116,33 @@ TEST_F(DecodedFiles, PictureControlKeepsItsPictureWhenAFileCantBeShown) {
         EXPECT_EQ(control.fileName(), c.shown ? path : red) << c.name;
         EXPECT_EQ(control.image().pixelColor(0, 0) != QColor(Qt::red), c.shown) << c.name;
     }
+
+    // Larger than any screen, but readable: kept smaller, in proportion.
+    QImage big(6000, 4000, QImage::Format_Grayscale8);
+    big.fill(200);
+    ASSERT_TRUE(control.setFileName(write("big.jpg", encoded(big, "JPG"))));
+    const QSize kept = control.image().size();
+    EXPECT_LE(qint64(kept.width()) * kept.height(), qint64(1) << 24);
+    EXPECT_NEAR(double(kept.width()) / kept.height(), 1.5, 0.01);
     ASSERT_TRUE(control.setFileName(QString()));
     EXPECT_TRUE(control.image().isNull());
 }
 
-TEST_F(DecodedFiles, APictureLargerThanAnyScreenIsKeptSmaller) {
-    QImage big(6000, 4000, QImage::Format_Grayscale8);
-    big.fill(200);
-    const QString path = write("big.jpg", encoded(big, "JPG"));
-    const QImage shown = loadPicture(path);
-    ASSERT_FALSE(shown.isNull());
-    EXPECT_LE(qint64(shown.width()) * shown.height(), qint64(1) << 24);
-    EXPECT_NEAR(double(shown.width()) / shown.height(), 1.5, 0.01);
-}
-
-TEST_F(DecodedFiles, ClickDoubleClickEnterAndSpaceOnTheList) {
-    decoded("one.png", png({8, 4}, Qt::red));
-    decoded("two.png", encoded(filled({8, 4}, Qt::green), "PNG"));
+TEST_F(DecodedFiles, ClickSpaceEnterDoubleClickAndDeleteOnTheList) {
+    for (const char* name : {"a.png", "b.png", "c.png"})
+        decoded(name, png({8, 4}, Qt::red));
     app.Picture1.setFileName(QString());
 
-    // Nothing current: the click shows nothing, Space makes row 0 current.
+    // Nothing selected or current: nothing is shown, opened or deleted.
     lstFiles_Click(app);
+    lstFiles_DblClick(app);
+    lstFiles_KeyDown(app, Qt::Key_Delete);
     EXPECT_TRUE(app.Picture1.fileName().isEmpty());
+    EXPECT_TRUE(t.openedUrls.isEmpty());
+    EXPECT_EQ(t.prompter.messages(), QStringList(2, "Please Select Item(s) First"));
+    EXPECT_EQ(app.lstFiles.count(), 3);
+
+    // Space makes row 0 current, and leaves a current row as it is.
     lstFiles_KeyPress(app, Qt::Key_Space);
     EXPECT_EQ(app.lstFiles.listIndex(), 0);
     EXPECT_TRUE(app.lstFiles.selected(0));
@@ -151,34 +150,14 @@ TEST_F(DecodedFiles, ClickDoubleClickEnterAndSpaceOnTheList) {
     lstFiles_KeyPress(app, Qt::Key_Space);
     EXPECT_EQ(app.lstFiles.listIndex(), 1);
     lstFiles_Click(app);
-    EXPECT_EQ(app.Picture1.fileName(), app.DestDir + "two.png");
-
+    EXPECT_EQ(app.Picture1.fileName(), app.DestDir + "b.png");
     lstFiles_KeyPress(app, Qt::Key_Return);
     lstFiles_DblClick(app);
-    ASSERT_EQ(t.openedUrls.size(), 2);
-    EXPECT_EQ(t.openedUrls[0].toLocalFile(), app.DestDir + "two.png");
+    EXPECT_EQ(t.openedUrls, QList<QUrl>(2, QUrl::fromLocalFile(app.DestDir + "b.png")));
 
-    app.Busy = true;
-    lstFiles_DblClick(app);
-    app.Busy = false;
-    app.lstFiles.clearSelection();
-    lstFiles_DblClick(app);
-    EXPECT_EQ(t.openedUrls.size(), 2);
-    EXPECT_EQ(t.prompter.messages(), QStringList({"Please Select Item(s) First"}));
-}
-
-TEST_F(DecodedFiles, DeleteAsksRemovesFileAndRowAndSaysWhenItCant) {
-    decoded("a.png", png({8, 4}, Qt::red));
-    decoded("b.png", png({8, 4}, Qt::green));
-    decoded("c.png", png({8, 4}, Qt::blue));
-
-    lstFiles_KeyDown(app, Qt::Key_Delete);
-    EXPECT_EQ(t.prompter.messages(), QStringList({"Please Select Item(s) First"}));
-    EXPECT_EQ(app.lstFiles.count(), 3);
-
-    // Only the current row goes, whatever else is selected.
+    // Delete takes the current row only, whatever else is selected; Cancel keeps it.
     app.lstFiles.selectAll();
-    app.lstFiles.setListIndex(1);
+    t.prompter.clearShown();
     t.prompter.answerOkCancel(false).answerOkCancel(true);
     lstFiles_KeyDown(app, Qt::Key_Delete);
     EXPECT_EQ(app.lstFiles.count(), 3);
@@ -193,29 +172,20 @@ TEST_F(DecodedFiles, DeleteAsksRemovesFileAndRowAndSaysWhenItCant) {
     EXPECT_EQ(app.Picture1.fileName(), app.DestDir + "a.png");
     EXPECT_EQ(app.frame(Frame::Files).title, "Decoded Files (2)");
 
-    // A file that can't be removed keeps its row.
+    // Unconfirmed; a file that can't be removed keeps its row.
     app.ConfirmFileDelete = false;
-    QFile::remove(app.DestDir + "a.png");
-    QDir(app.DestDir).mkpath("a.png/inside");
     t.prompter.clearShown();
-    lstFiles_KeyDown(app, Qt::Key_Delete);
-    EXPECT_EQ(t.prompter.messages(), QStringList({"Could not remove file"}));
-    EXPECT_EQ(t.prompter.shown().back().title, "Error!");
-    EXPECT_EQ(app.lstFiles.count(), 2);
-
     app.lstFiles.setListIndex(1);
     lstFiles_KeyDown(app, Qt::Key_Delete);
-    app.lstFiles.setListIndex(0);
-    app.lstFiles.setSelected(0, true);
-    QDir(app.DestDir + "a.png").removeRecursively();
-    write("a.png", png({8, 4}, Qt::red));
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.png"}));
+    EXPECT_FALSE(QFile::exists(app.DestDir + "c.png"));
+    QFile::remove(app.DestDir + "a.png");
+    QDir(app.DestDir).mkpath("a.png/inside");
     lstFiles_KeyDown(app, Qt::Key_Delete);
-    EXPECT_EQ(app.lstFiles.count(), 0);
-    EXPECT_EQ(app.lstFiles.listIndex(), -1);
-
-    // Downloaded again after its row was deleted: the row comes back.
-    decoded("b.png", png({8, 4}, Qt::green));
-    EXPECT_EQ(texts(app.lstFiles), QStringList({"b.png"}));
+    EXPECT_EQ(t.prompter.messages(), QStringList({"Could not remove file"}));
+    EXPECT_EQ(t.prompter.shown().size(), 1u) << "no question while ConfirmFileDelete is off";
+    EXPECT_EQ(t.prompter.shown().back().title, "Error!");
+    EXPECT_EQ(app.lstFiles.count(), 1);
 }
 
 } // namespace
