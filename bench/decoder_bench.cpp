@@ -9,7 +9,7 @@
 // growth in KiB; the memory figure is taken this way, and it serves profiling.
 
 #include "attachments/decoder.h"
-#include "fixtures/yenc_encoder.h"
+#include "fixtures/encoders.h"
 
 #include <QCoreApplication>
 #include <QDir>

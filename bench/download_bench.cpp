@@ -13,7 +13,7 @@
 //
 // Usage: download_bench [MB of the yEnc post, default 50]
 #include "attachments/download.h"
-#include "fixtures/yenc_encoder.h"
+#include "fixtures/encoders.h"
 #include "news/connection.h"
 #include "news/headers.h"
 #include "news/nntp_control.h"
@@ -199,46 +199,6 @@ private:
     std::vector<std::thread> sessions_;
 };
 
-QByteArray randomBytes(qsizetype size, unsigned seed) {
-    std::mt19937_64 gen(seed);
-    QByteArray data(size, Qt::Uninitialized);
-    for (qsizetype i = 0; i + 8 <= size; i += 8) {
-        const quint64 v = gen();
-        std::memcpy(data.data() + i, &v, 8);
-    }
-    for (qsizetype i = size / 8 * 8; i < size; ++i)
-        data[i] = char(gen());
-    return data;
-}
-
-QList<QByteArray> uuencodeParts(const QByteArray& data, const QByteArray& name, int parts) {
-    auto enc = [](unsigned v) { return char(v ? (v & 63) + 32 : '`'); };
-    QList<QByteArray> lines{"begin 644 " + name};
-    for (qsizetype at = 0; at < data.size(); at += 45) {
-        const qsizetype n = std::min<qsizetype>(45, data.size() - at);
-        QByteArray line(1, enc(unsigned(n)));
-        for (qsizetype i = 0; i < n; i += 3) {
-            const unsigned char a = data[at + i], b = i + 1 < n ? data[at + i + 1] : 0,
-                                c = i + 2 < n ? data[at + i + 2] : 0;
-            line += enc(a >> 2);
-            line += enc(((a << 4) | (b >> 4)) & 63);
-            line += enc(((b << 2) | (c >> 6)) & 63);
-            line += enc(c & 63);
-        }
-        lines << line;
-    }
-    lines << "`"
-          << "end";
-    QList<QByteArray> bodies;
-    for (int p = 0; p < parts; ++p) {
-        QByteArray body;
-        for (qsizetype i = lines.size() * p / parts; i < lines.size() * (p + 1) / parts; ++i)
-            body += lines[i] + "\r\n";
-        bodies << body;
-    }
-    return bodies;
-}
-
 // Resident memory now and its peak since the last reset, in KiB.
 qint64 statusKb(const char* field) {
     QFile f(QStringLiteral("/proc/self/status"));
@@ -346,7 +306,7 @@ int main(int argc, char** argv) {
         const QList<QByteArray> yParts = yencEncodeParts(yenc.data, sizes, yenc.fileName);
         for (int p = 0; p < 100; ++p)
             if (!w.post(yenc.subject.arg(p + 1, 3, 10, QLatin1Char('0')), yParts[p])) return 1;
-        const QList<QByteArray> uParts = uuencodeParts(uu.data, uu.fileName, 20);
+        const QList<QByteArray> uParts = splitLines(uuencode(uu.data, uu.fileName), 20);
         for (int p = 0; p < 20; ++p)
             if (!w.post(uu.subject.arg(p + 1, 2, 10, QLatin1Char('0')), uParts[p])) return 1;
     }

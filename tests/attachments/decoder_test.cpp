@@ -1,7 +1,7 @@
 #include "attachments/decoder.h"
 #include "attachments/uu_base64.h"
 #include "attachments/yenc.h"
-#include "fixtures/yenc_encoder.h"
+#include "fixtures/encoders.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -18,14 +18,6 @@
 #include <random>
 
 namespace {
-
-QByteArray randomBytes(qsizetype size, unsigned seed) {
-    std::mt19937 gen(seed);
-    QByteArray data(size, Qt::Uninitialized);
-    for (auto& c : data)
-        c = static_cast<char>(gen());
-    return data;
-}
 
 QByteArray headers(int part, int total) {
     return "Path: news.example!not-for-mail\r\nFrom: poster@example.com\r\n"

@@ -5,9 +5,9 @@
 #include "attachments/decoder.h"
 #include "attachments/download.h"
 #include "attachments/download_drivers.h"
+#include "fixtures/encoders.h"
 #include "fixtures/inn_server.h"
 #include "fixtures/test_app.h"
-#include "fixtures/yenc_encoder.h"
 #include "news/connection.h"
 #include "news/headers.h"
 #include "news/nntp_control.h"
@@ -24,51 +24,6 @@
 #include <random>
 
 namespace {
-
-QByteArray randomBytes(qsizetype size, unsigned seed) {
-    std::mt19937 gen(seed);
-    QByteArray data(size, Qt::Uninitialized);
-    for (auto& c : data)
-        c = char(gen());
-    return data;
-}
-
-// uuencode as sharutils writes it, one CR LF line each.
-QList<QByteArray> uuencode(const QByteArray& data, const QByteArray& name) {
-    auto enc = [](unsigned v) { return char(v ? v + 32 : '`'); };
-    QList<QByteArray> lines{"begin 644 " + name};
-    for (qsizetype at = 0; at < data.size(); at += 45) {
-        const qsizetype n = std::min<qsizetype>(45, data.size() - at);
-        const QByteArray chunk = data.mid(at, n) + QByteArray(2, '\0'); // padded to whole triples
-        QByteArray line(1, enc(unsigned(n)));
-        for (qsizetype i = 0; i < n; i += 3) {
-            const unsigned v =
-                uchar(chunk[i]) << 16 | uchar(chunk[i + 1]) << 8 | uchar(chunk[i + 2]);
-            for (int shift : {18, 12, 6, 0})
-                line += enc((v >> shift) & 63);
-        }
-        lines << line;
-    }
-    lines << "`"
-          << "end";
-    return lines;
-}
-
-QByteArray joined(const QList<QByteArray>& lines) {
-    QByteArray out;
-    for (const QByteArray& l : lines)
-        out += l + "\r\n";
-    return out;
-}
-
-// Cuts lines into n runs of nearly equal length.
-QList<QByteArray> splitLines(const QList<QByteArray>& lines, int n) {
-    QList<QByteArray> parts;
-    for (int i = 0; i < n; ++i)
-        parts << joined(
-            lines.mid(lines.size() * i / n, lines.size() * (i + 1) / n - lines.size() * i / n));
-    return parts;
-}
 
 const HeaderList kMime = {{"MIME-Version", "1.0"},
                           {"Content-Type", "multipart/mixed; boundary=\"zf-boundary\""}};
