@@ -1,86 +1,39 @@
-// Decoded files without a screen: AddaFile with its icons and preview, the
-// handlers of lstFiles, and reading pictures that are damaged or too large.
+// Decoded files in the real windows, offscreen: their rows and icons, the
+// handlers of the list, what Picture1 and the large window draw, their keys
+// and mouse, where the large window's rectangle goes; and reading pictures
+// that are damaged or too large.
 #include "attachments/decoded_files.h"
 #include "attachments/file_icons.h"
+#include "attachments/max_preview_window.h"
 #include "attachments/picture_control.h"
-#include "attachments/preview.h"
+#include "attachments/picture_widget.h"
 #include "fixtures/test_app.h"
-#include "test_pictures.h"
+#include "shell/list_view_widget.h"
+#include "shell/main_window.h"
+#include "test_data.h"
 
+#include <QAction>
 #include <QDir>
 #include <QFile>
+#include <QGroupBox>
+#include <QTest>
 #include <gtest/gtest.h>
 
 namespace {
+
+const QColor kTeal(0, 128, 128);
 
 // A white 1x1 GIF, as small as the format allows.
 const QByteArray kGif("GIF89a\x01\x00\x01\x00\x80\x00\x00\xff\xff\xff\x00\x00\x00"
                       ",\x00\x00\x00\x00\x01\x00\x01\x00\x00\x02\x02\x44\x01\x00;",
                       35);
 
-struct DecodedFiles : ::testing::Test {
+TEST(PictureControl, KeepsItsPictureWhenAFileCantBeShownAndShrinksHugeOnes) {
     TestApp t;
-    App& app = t.app;
-
-    void SetUp() override { app.DestDir = t.path("download/"); }
-    QString write(const QString& name, const QByteArray& data) {
-        EXPECT_TRUE(t.writeFile("download/" + name, data));
-        return app.DestDir + name;
-    }
-    // Writes a file into DestDir and lists it the way a finished download does.
-    void decoded(const QString& name, const QByteArray& data) {
-        write(name, data);
-        QString n = name;
-        AddaFile(app, n);
-    }
-    QColor shownColour() const { return app.Picture1.image().pixelColor(0, 0); }
-};
-
-TEST_F(DecodedFiles, AddaFileListsOnceWithTheIconOfTheTypeAndPreviewsPicturesButNotVideos) {
-    const QByteArray red = png({8, 4}, Qt::red);
-    decoded("a.jpg", encoded(filled({8, 4}, Qt::green), "JPG"));
-    decoded("aa.png", red);
-    decoded("notes", "plain text");
-    decoded("b.tar.gz", "not really");
-    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.jpg", "aa.png", "notes", "b.tar.gz"}));
-    EXPECT_EQ(app.frame(Frame::Files).title, "Decoded Files (4)");
-
-    // Pictures get the image icon; a name without extension gets the icon
-    // drawn last; the whole ending picks the type.
-    auto icon = [this](int row) {
-        return app.fileIconNames.value(app.lstFiles.picture(row) - kFileIconBase);
+    auto write = [&t](const QString& name, const QByteArray& data) {
+        EXPECT_TRUE(t.writeFile(name, data));
+        return t.path(name);
     };
-    EXPECT_EQ(icon(0), FindIconSource(".jpg"));
-    EXPECT_FALSE(icon(0).isEmpty()) << "adwaita-icon-theme installed?";
-    EXPECT_EQ(app.lstFiles.picture(2), app.lstFiles.picture(1));
-    EXPECT_EQ(icon(3), FindIconSource(".tar.gz"));
-    EXPECT_NE(icon(3), icon(0));
-
-    // The preview shows the last picture; text files leave it.
-    EXPECT_EQ(app.Picture1.fileName(), app.DestDir + "aa.png");
-    EXPECT_EQ(shownColour(), QColor(Qt::red));
-
-    // A name that a listed name contains counts as listed.
-    decoded("a.png", png({8, 4}, Qt::blue));
-    EXPECT_EQ(app.lstFiles.count(), 4);
-    EXPECT_EQ(shownColour(), QColor(Qt::blue));
-
-    // Only the last four characters decide what is a video.
-    decoded("x.jpg.avi", red);
-    EXPECT_EQ(shownColour(), QColor(Qt::blue));
-    decoded("x.MOV", red);
-    EXPECT_EQ(shownColour(), QColor(Qt::blue));
-    decoded("x.avi.jpg", encoded(filled({8, 4}, Qt::yellow), "JPG"));
-    EXPECT_EQ(app.Picture1.fileName(), app.DestDir + "x.avi.jpg");
-
-    // Preview off: rows still come, no picture.
-    menuPreview_Click(app);
-    decoded("c.png", red);
-    EXPECT_TRUE(app.Picture1.fileName().isEmpty());
-    EXPECT_EQ(app.lstFiles.count(), 8);
-}
-
-TEST_F(DecodedFiles, PictureControlKeepsItsPictureWhenAFileCantBeShownAndShrinksHugeOnes) {
     // Enough scan data that a cut lands inside it, not in the tables.
     QImage noise(200, 150, QImage::Format_RGB32);
     for (int y = 0; y < noise.height(); ++y)
@@ -128,6 +81,112 @@ TEST_F(DecodedFiles, PictureControlKeepsItsPictureWhenAFileCantBeShownAndShrinks
     EXPECT_TRUE(control.image().isNull());
 }
 
+struct DecodedFiles : ::testing::Test {
+    TestApp t;
+    App& app = t.app;
+    std::unique_ptr<MainWindow> window;
+
+    void SetUp() override {
+        window = t.openWindow();
+        app.DestDir = t.path("download/");
+        window->resize(1024, 768);
+        QCoreApplication::processEvents();
+    }
+    void TearDown() override {
+        if (MaxPreviewWindow* w = window->largePreview()) w->close();
+        app.prompter = &t.prompter;
+    }
+
+    // Writes a file into DestDir and lists it the way a finished download does.
+    void decoded(const QString& name, const QByteArray& data) {
+        ASSERT_TRUE(t.writeFile("download/" + name, data));
+        QString n = name;
+        AddaFile(app, n);
+        QCoreApplication::processEvents();
+    }
+    static QImage drawn(QWidget* w) { return w->grab().toImage(); }
+    static QColor centre(QWidget* w) {
+        const QImage i = drawn(w);
+        return i.pixelColor(i.width() / 2, i.height() / 2);
+    }
+    MaxPreviewWindow* openLarge() {
+        window->action("menuPreviewL")->trigger();
+        QCoreApplication::processEvents();
+        return window->largePreview();
+    }
+};
+
+// Every decoded file gets one row with the icon of its type; Picture1 draws
+// the last picture, fitted to its frame.
+TEST_F(DecodedFiles, ListedOnceWithTheirIconAndTheLastPictureIsDrawnFitted) {
+    PictureWidget* picture = window->picture();
+    ASSERT_GT(picture->width(), 20);
+    EXPECT_EQ(centre(picture), kTeal);
+
+    decoded("aa.png", png({40, 40}, Qt::red));
+    // Far wider than the frame: it fills the width, teal above and below.
+    decoded("band.png", png({400, 20}, Qt::blue));
+    const QImage shown = drawn(picture);
+    EXPECT_EQ(shown.pixelColor(shown.width() / 2, shown.height() / 2), QColor(Qt::blue));
+    EXPECT_EQ(shown.pixelColor(2, shown.height() / 2), QColor(Qt::blue));
+    EXPECT_EQ(shown.pixelColor(shown.width() / 2, 1), kTeal);
+    EXPECT_EQ(shown.pixelColor(shown.width() / 2, shown.height() - 2), kTeal);
+
+    // Text, videos (the last four characters tell), a cut picture and one
+    // that claims to be enormous are listed and change nothing.
+    const QByteArray green = png({300, 300}, Qt::green);
+    decoded("notes", "plain text");
+    decoded("b.tar.gz", "not really");
+    decoded("x.jpg.avi", green);
+    decoded("x.MOV", green);
+    decoded("cut.png", green.left(green.size() / 2));
+    decoded("huge.png", pngClaiming(60000, 60000));
+    EXPECT_EQ(drawn(picture), shown);
+    const QStringList rows = {"aa.png",    "band.png", "notes",   "b.tar.gz",
+                              "x.jpg.avi", "x.MOV",    "cut.png", "huge.png"};
+    EXPECT_EQ(texts(app.lstFiles), rows);
+    // A name that a listed name contains counts as listed.
+    decoded("a.png", green);
+    EXPECT_EQ(texts(app.lstFiles), rows);
+    EXPECT_EQ(centre(picture), QColor(Qt::green));
+    decoded("x.avi.jpg", encoded(filled({8, 4}, Qt::yellow), "JPG"));
+    EXPECT_EQ(app.Picture1.fileName(), app.DestDir + "x.avi.jpg");
+
+    // Pictures get the image icon; a name without extension gets the icon
+    // drawn last; the whole ending picks the type.
+    auto icon = [this](int row) {
+        return app.fileIconNames.value(app.lstFiles.picture(row) - kFileIconBase);
+    };
+    EXPECT_EQ(icon(0), FindIconSource(".png"));
+    EXPECT_FALSE(icon(0).isEmpty()) << "adwaita-icon-theme installed?";
+    EXPECT_EQ(app.lstFiles.picture(2), app.lstFiles.picture(1));
+    EXPECT_EQ(icon(3), FindIconSource(".tar.gz"));
+    EXPECT_NE(icon(3), icon(0));
+
+    // Clicking a row shows it; the arrow keys on the list move and show.
+    ListView* files = window->view(app.lstFiles);
+    QTest::mouseClick(files->viewport(), Qt::LeftButton, {},
+                      files->visualRect(app.lstFiles.index(0)).center());
+    EXPECT_EQ(centre(picture), QColor(Qt::red));
+    QTest::keyClick(files, Qt::Key_Down);
+    EXPECT_EQ(app.lstFiles.listIndex(), 1);
+    EXPECT_EQ(centre(picture), QColor(Qt::blue));
+
+    // Preview off: black and empty, no large window; rows still come.
+    window->action("menuPreview")->trigger();
+    EXPECT_EQ(window->frameBox(Frame::Preview)->title(), "*Image Preview");
+    EXPECT_FALSE(window->action("menuPreviewL")->isEnabled());
+    QTest::mouseDClick(picture, Qt::LeftButton);
+    EXPECT_EQ(window->largePreview(), nullptr);
+    decoded("c.png", green);
+    EXPECT_EQ(app.lstFiles.count(), 10);
+    EXPECT_TRUE(app.Picture1.fileName().isEmpty());
+    EXPECT_EQ(centre(picture), QColor(Qt::black));
+    window->action("menuPreview")->trigger();
+    EXPECT_EQ(centre(picture), kTeal);
+    EXPECT_EQ(window->frameBox(Frame::Preview)->title(), "Image Preview");
+}
+
 TEST_F(DecodedFiles, ClickSpaceEnterDoubleClickAndDeleteOnTheList) {
     for (const char* name : {"a.png", "b.png", "c.png"})
         decoded(name, png({8, 4}, Qt::red));
@@ -170,7 +229,7 @@ TEST_F(DecodedFiles, ClickSpaceEnterDoubleClickAndDeleteOnTheList) {
     // Row 0 becomes current and the key's click shows it.
     EXPECT_EQ(app.lstFiles.listIndex(), 0);
     EXPECT_EQ(app.Picture1.fileName(), app.DestDir + "a.png");
-    EXPECT_EQ(app.frame(Frame::Files).title, "Decoded Files (2)");
+    EXPECT_EQ(window->frameBox(Frame::Files)->title(), "Decoded Files (2)");
 
     // Unconfirmed; a file that can't be removed keeps its row.
     app.ConfirmFileDelete = false;
@@ -186,6 +245,71 @@ TEST_F(DecodedFiles, ClickSpaceEnterDoubleClickAndDeleteOnTheList) {
     EXPECT_EQ(t.prompter.shown().size(), 1u) << "no question while ConfirmFileDelete is off";
     EXPECT_EQ(t.prompter.shown().back().title, "Error!");
     EXPECT_EQ(app.lstFiles.count(), 1);
+}
+
+TEST_F(DecodedFiles, LargeWindowWalksTheListDeletesAndKeepsItsNormalRectangle) {
+    const std::pair<const char*, int> rect[] = {
+        {"PLeft", 1500}, {"PTop", 1200}, {"PWidth", 6000}, {"PHeight", 4500}};
+    for (auto [key, twips] : rect)
+        t.setSetting(key, twips);
+    decoded("a.png", png({30, 30}, Qt::red));
+    decoded("b.png", png({30, 30}, Qt::green));
+    decoded("c.png", png({30, 30}, Qt::blue));
+    QTest::mouseDClick(window->picture(), Qt::LeftButton);
+    MaxPreviewWindow* large = window->largePreview();
+    ASSERT_NE(large, nullptr);
+    ASSERT_TRUE(large->isVisible());
+    EXPECT_TRUE(app.LargePreviewOpen);
+    EXPECT_EQ(large->windowTitle(), "Preview (c.png)");
+    const double k = window->pxPerTwip();
+    const QSize normal(qRound(6000 * k), qRound(4500 * k));
+    EXPECT_EQ(large->size(), normal);
+    PictureWidget* image = large->image();
+    EXPECT_EQ(image->size(), normal);
+    EXPECT_EQ(centre(image), QColor(Qt::blue));
+
+    const QColor up[] = {Qt::green, Qt::red, Qt::red};
+    for (const QColor& c : up) {
+        QTest::keyClick(image, Qt::Key_Up);
+        EXPECT_EQ(centre(image), c);
+    }
+    EXPECT_EQ(large->windowTitle(), "Preview (a.png)");
+    const QColor down[] = {Qt::green, Qt::blue, Qt::blue};
+    for (const QColor& c : down) {
+        QTest::keyClick(image, Qt::Key_Down);
+        EXPECT_EQ(centre(image), c);
+    }
+
+    QTest::keyClick(image, Qt::Key_Up);
+    t.prompter.answerOkCancel(true);
+    QTest::keyClick(image, Qt::Key_Delete);
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.png", "c.png"}));
+    EXPECT_FALSE(QFile::exists(app.DestDir + "b.png"));
+    // Row 0 is current again and on view.
+    EXPECT_EQ(centre(image), QColor(Qt::red));
+
+    // Closed maximised, it keeps its normal rectangle.
+    large->showMaximized();
+    QCoreApplication::processEvents();
+    ASSERT_NE(large->size(), normal);
+    large->close();
+    EXPECT_FALSE(app.LargePreviewOpen);
+    for (auto [key, twips] : rect)
+        EXPECT_NEAR(t.setting(key).toDouble(), twips, 1 / k) << key;
+
+    // The preview switch closes it.
+    large = openLarge();
+    window->action("menuPreview")->trigger();
+    EXPECT_FALSE(large->isVisible());
+    EXPECT_FALSE(app.LargePreviewOpen);
+
+    // Left open at exit, it still keeps where it was.
+    window->action("menuPreview")->trigger();
+    large = openLarge();
+    large->move(qRound(2400 * k), qRound(1200 * k));
+    window->close();
+    EXPECT_EQ(t.endProcessCalls, 1);
+    EXPECT_NEAR(t.setting("PLeft").toDouble(), 2400, 1 / k);
 }
 
 } // namespace

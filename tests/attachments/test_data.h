@@ -1,12 +1,22 @@
 #pragma once
 
-// Pictures made on the spot for the preview tests.
+// Pictures and posts made on the spot, and the damage done to them.
 #include "attachments/crc32.h"
 
 #include <QBuffer>
 #include <QByteArray>
 #include <QImage>
+#include <cctype>
 #include <gtest/gtest.h>
+
+// Changes one data byte of a yEnc body without touching an escape, so the
+// size stays and only the CRC can tell.
+inline void corruptYencData(QByteArray& body) {
+    qsizetype i = body.indexOf("\r\n", body.lastIndexOf("=y", body.indexOf("=yend") - 1)) + 10;
+    while (!std::isalnum(static_cast<unsigned char>(body[i])) || body[i - 1] == '=')
+        ++i;
+    body[i] = body[i] == 'a' ? 'b' : 'a';
+}
 
 inline QByteArray encoded(const QImage& image, const char* format) {
     QByteArray data;
