@@ -1,11 +1,15 @@
-// The server list: the address of a row, the commands New, Find, Delete and
-// Sort, and its file.
+// The server list: the address of a row, its commands New, Find, Delete,
+// Sort, Import and Export, and its file; for Import the field reader, the
+// cleaning of a field and the index behind the contains-rule for duplicates.
 #include "fixtures/test_app.h"
+#include "setup/server_import.h"
+#include "setup/server_index.h"
 #include "setup/server_list.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRandomGenerator>
 #include <QTimer>
 #include <gtest/gtest.h>
 
@@ -27,12 +31,6 @@ struct ServerList : ::testing::Test {
     void fill(const QStringList& rows) {
         for (const QString& r : rows)
             list.addItem(r);
-    }
-    QStringList selectedRows() const {
-        QStringList out;
-        for (int i = 0; i < list.count(); ++i)
-            if (list.selected(i)) out << list.text(i);
-        return out;
     }
     QStringList fileRows() const {
         ListModel onDisk;
@@ -65,7 +63,6 @@ TEST_F(ServerList, RowsGiveTheirAddressAndFindServerMatchesItExactly) {
 
 TEST_F(ServerList, NewAddsTheAddressAsTypedUnlessItIsThereOrEmpty) {
     fill({"00012  OK    news.example.org"});
-    app.CurrentServer = "news.example.org";
     QFile::remove(t.path("NNTP_NET.INI"));
     t.prompter.answerInput(QString("")).answerInput(std::nullopt);
     t.prompter.answerInput(QString("news.example.org"));
@@ -73,49 +70,39 @@ TEST_F(ServerList, NewAddsTheAddressAsTypedUnlessItIsThereOrEmpty) {
     cmdNewServ(app);
     EXPECT_FALSE(QFileInfo::exists(t.path("NNTP_NET.INI"))) << "empty or Cancel saves nothing";
     cmdNewServ(app);
-    EXPECT_EQ(t.prompter.shown().front(),
-              (Shown{Kind::Input, "Enter NNTP Server Address :", "Zanderfell!"}));
-    EXPECT_EQ(t.prompter.shown().back(),
-              (Shown{Kind::Message, "Duplicate Address", "Zanderfell!", Icon::Exclamation}));
-    EXPECT_EQ(list.count(), 1);
-    EXPECT_EQ(app.CurrentServer, "news.example.org");
-
     // Another case is another address.
     t.prompter.answerInput(QString("NEWS.example.org"));
     cmdNewServ(app);
+    const Shown ask{Kind::Input, "Enter NNTP Server Address :", "Zanderfell!"},
+        duplicate{Kind::Message, "Duplicate Address", "Zanderfell!", Icon::Exclamation};
+    EXPECT_EQ(t.prompter.shown(), (std::vector<Shown>{ask, ask, ask, duplicate, ask}));
     EXPECT_EQ(texts(list),
               (QStringList{"00012  OK    news.example.org", "????? ???    NEWS.example.org"}));
     EXPECT_EQ(app.CurrentServer, "NEWS.example.org");
     EXPECT_EQ(fileRows(), texts(list));
     EXPECT_EQ(app.frame(Frame::NNTP).title, "NNTP Servers (2)");
-    EXPECT_EQ(t.prompter.messages().size(), 1);
 }
 
+// Find matches as findServer does; the table above has the cases.
 TEST_F(ServerList, FindSelectsOnlyTheRowOfTheExactAddressAndPicksIt) {
     fill({"????? ???    news.example.net", "00012  OK    news.example.org",
           "????? ???    news.example.org.invalid"});
     app.CurrentServer = "keep.example.com";
     list.setSelected(0, true);
     list.setSelected(2, true);
-    t.prompter.answerInput(QString("example.org"))
-        .answerInput(QString("NEWS.EXAMPLE.ORG"))
-        .answerInput(QString(""));
-    cmdFind(app);
+    t.prompter.answerInput(QString("example.org")).answerInput(QString(""));
     cmdFind(app);
     cmdFind(app); // empty: ends without a word
-    EXPECT_EQ(t.prompter.shown().front(),
-              (Shown{Kind::Input, "Enter Server Name: ", "Enter Server Name"}));
-    EXPECT_EQ(t.prompter.shown()[1],
-              (Shown{Kind::Message, "Not Found", "Zanderfell!", Icon::Exclamation}));
-    EXPECT_EQ(t.prompter.messages(), (QStringList{"Not Found", "Not Found"}));
     EXPECT_EQ(app.CurrentServer, "keep.example.com");
     EXPECT_EQ(list.selCount(), 2);
 
     t.prompter.answerInput(QString("news.example.org"));
     cmdFind(app);
-    EXPECT_EQ(selectedRows(), QStringList{"00012  OK    news.example.org"});
-    EXPECT_EQ(list.listIndex(), 1);
+    EXPECT_TRUE(list.selCount() == 1 && list.selected(1));
     EXPECT_EQ(app.CurrentServer, "news.example.org");
+    const Shown ask{Kind::Input, "Enter Server Name: ", "Enter Server Name"},
+        notFound{Kind::Message, "Not Found", "Zanderfell!", Icon::Exclamation};
+    EXPECT_EQ(t.prompter.shown(), (std::vector<Shown>{ask, notFound, ask, ask}));
 }
 
 TEST_F(ServerList, DeleteRemovesSelectedRowsSavesAndDropsOnlyTheCurrentServersCache) {
@@ -123,7 +110,6 @@ TEST_F(ServerList, DeleteRemovesSelectedRowsSavesAndDropsOnlyTheCurrentServersCa
           "00004  OK    d.example.com"});
     cmdDeleteServ(app);
     EXPECT_EQ(t.prompter.messages(), QStringList{"Please Select Item(s) First"});
-    EXPECT_EQ(list.count(), 4);
 
     app.CurrentServer = "b.example.com";
     ASSERT_TRUE(t.writeFile("Cache/b_example_com", "alt.test 1 2 y\n"));
@@ -144,7 +130,7 @@ TEST_F(ServerList, DeleteRemovesSelectedRowsSavesAndDropsOnlyTheCurrentServersCa
     EXPECT_TRUE(QFileInfo::exists(t.path("Cache/c_example_com")));
     EXPECT_EQ(app.CurrentServer, "b.example.com") << "the current server stays though its row went";
     EXPECT_EQ(list.listIndex(), 0);
-    EXPECT_EQ(selectedRows(), QStringList{"00001  OK    a.example.com"});
+    EXPECT_TRUE(list.selCount() == 1 && list.selected(0));
     EXPECT_EQ(app.frame(Frame::NNTP).title, "NNTP Servers (2)");
 
     // The last rows going leave an empty list and an empty file.
@@ -201,6 +187,195 @@ TEST_F(ServerList, AFailingSaveLeavesTheOldFileIntact) {
 
     SaveServerList(app); // and the next save that can write does
     EXPECT_EQ(fileRows().size(), 2001);
+}
+
+// Short texts over a small alphabet, so that delimiters, near misses and
+// shared suffixes are common.
+template <size_t N>
+QString randomText(QRandomGenerator& rng, const char16_t (&alphabet)[N], int minLen, int maxLen) {
+    QString s;
+    for (int n = minLen + rng.bounded(maxLen - minLen); n > 0; --n)
+        s += QChar(alphabet[rng.bounded(int(N))]);
+    return s;
+}
+
+TEST(ImportFields, SplitAtCommasAndLineEndsKeepQuotedTextAndCleanToTheFirstWord) {
+    const std::pair<const char*, QStringList> cases[] = {
+        {"", {}},
+        // CR LF is one line end; a lone CR and a lone LF one each.
+        {"a\r\n\r\nb", {"a", "", "b"}},
+        {"a\n\r\nb", {"a", "", "b"}},
+        {"a\r\rb", {"a", "", "b"}},
+        // Blanks before a field go; blanks after it stay for the cleaning.
+        {"   a.com  , b.com", {"a.com  ", "b.com"}},
+        {"a,,b,", {"a", "", "b"}},
+        {"  \n", {""}},
+        {"   ", {}},
+        {"\ta.com", {"\ta.com"}}, // a tab is no blank
+        // Quotes keep commas and line ends; what follows the closing quote goes.
+        {"\"a, b\r\nc\",d", {"a, b\r\nc", "d"}},
+        {"\"a.com\" junk,b.com", {"a.com", "b.com"}},
+        {"  \"q.com\"\nx.com", {"q.com", "x.com"}},
+        {"\"\",a", {"", "a"}},
+        {"\"open.com,\nrest", {"open.com,\nrest"}}, // unclosed: runs to the end
+        {"a\"b\".com,c", {"a\"b\".com", "c"}}};     // a quote inside is a character
+    for (const auto& [text, fields] : cases)
+        EXPECT_EQ(readImportFields(QString::fromLatin1(text)), fields)
+            << '"' << QByteArray(text).toPercentEncoding(" ,\"").toStdString() << '"';
+
+    // Whatever the text, the reader moves forward at every field and ends.
+    QRandomGenerator rng(7);
+    const char16_t alphabet[] = {u'a', u'.', u',', u'"', u' ', u'\t', u'\r', u'\n', u'\xe9'};
+    for (int round = 0; round < 2000; ++round) {
+        const QString text = randomText(rng, alphabet, 0, 40);
+        QString field;
+        int fields = 0;
+        for (qsizetype pos = 0, next; (next = nextImportField(text, pos, field)) >= 0; pos = next) {
+            ASSERT_GT(next, pos) << text.toStdString();
+            ASSERT_LE(next, text.size());
+            ++fields;
+        }
+        const qsizetype delimiters = text.count(u',') + text.count(u'\r') + text.count(u'\n');
+        EXPECT_LE(fields, delimiters + 1) << text.toStdString();
+    }
+
+    // Cleaning keeps the first word before any line end or tab.
+    const std::pair<const char*, const char*> cleaned[] = {
+        {"  news.example.com  ", "news.example.com"},
+        {"news.example.com the best server", "news.example.com"},
+        {"news.example.com\tcomment", "news.example.com"},
+        {"\tnews.example.com", ""}, // a tab first leaves nothing
+        {"a.com\r\nb.com", "a.com"},
+        {"a.com\nb.com", "a.com"},
+        {"a.com\rb.com", "a.com\rb.com"}, // a lone CR is not cut
+        {"    ", ""}};
+    for (auto [field, address] : cleaned)
+        EXPECT_EQ(cleanImportField(QString::fromLatin1(field)), address) << field;
+}
+
+TEST(RowContainsIndex, AnswersAsTheListsContainsFindIncludingCaseFolding) {
+    auto reference = [](const ListModel& l, const QString& s) {
+        return l.find(s, FindMode::Contains, 0) >= 0;
+    };
+    ListModel list;
+    for (const QString& r :
+         {QString("????? ???    news.Example.com"), QString("00012  OK    straße.de"),
+          QString("????? ???    \u212Aelvin.org"), QString("????? ???    ΣΊΣΥΦΟΣ.gr"),
+          QString("????? ???    emoji\U0001F600.net"), QString("bare.example.org"),
+          QString("\u00ff1marked.example.net")})
+        list.addItem(r);
+    RowContainsIndex index(list);
+    const QStringList probes =
+        QString("news.example.com|NEWS.EXAMPLE.COM|xample.co|example.comx|STRASSE.DE|straße.de|"
+                "STRAẞE.DE|kelvin.org|KELVIN.ORG|σίσυφος.gr|ς.gr|emoji\U0001F600.net|"
+                "\U0001F600.net|e.org|???|00012  OK|K    n|marked.example.net|\u00ff1marked||"
+                "OK    straße|s.com |.")
+            .split(u'|');
+    for (const QString& p : probes)
+        EXPECT_EQ(index.anyRowContains(p), reference(list, p)) << p.toStdString();
+
+    // Random rows over a small alphabet share many suffixes, which the index
+    // must split correctly, also while rows are appended between questions.
+    QRandomGenerator rng(11);
+    const char16_t alphabet[] = {u'a', u'B', u'b', u'.',      u'c',
+                                 u'?', u'0', u' ', u'\u00c9', u'\u00e9'};
+    for (int round = 0; round < 20; ++round) {
+        ListModel random;
+        for (int i = 0; i < 30; ++i)
+            random.addItem(randomText(rng, alphabet, 1, 13));
+        RowContainsIndex grown(random);
+        for (int q = 0; q < 400; ++q) {
+            const QString probe = randomText(rng, alphabet, 1, 6);
+            ASSERT_EQ(grown.anyRowContains(probe), reference(random, probe))
+                << "round " << round << " probe \"" << probe.toStdString() << '"';
+            if (q % 7 == 0) {
+                grown.append(randomText(rng, alphabet, 1, 13));
+                grown.flush();
+            }
+        }
+    }
+}
+
+TEST(RowContainsIndex, FollowsRowsAddedChangedAndRemovedMeanwhile) {
+    ListModel list;
+    list.addItem("????? ???    one.example.com");
+    RowContainsIndex index(list);
+    index.append("????? ???    two.example.com");
+    EXPECT_TRUE(index.anyRowContains("two.example"));
+    EXPECT_EQ(list.count(), 1) << "appended rows wait for flush";
+    EXPECT_EQ(index.count(), 2);
+    index.flush();
+
+    list.addItem("????? ???    three.example.com"); // someone else adds a row
+    EXPECT_TRUE(index.anyRowContains("three.example.com"));
+    list.setText(0, "00005  OK    four.example.com"); // and rewrites one
+    EXPECT_FALSE(index.anyRowContains("one.example.com"));
+    EXPECT_TRUE(index.anyRowContains("four.example.com"));
+    index.append("????? ???    five.example.com");
+    list.removeItem(1);
+    EXPECT_FALSE(index.anyRowContains("two.example.com"));
+    EXPECT_TRUE(index.anyRowContains("five.example.com"));
+    list.clear();
+    EXPECT_TRUE(index.anyRowContains("five.example.com")) << "still waiting to be added";
+    index.flush();
+    EXPECT_EQ(list.count(), 1);
+    EXPECT_FALSE(index.anyRowContains("four.example.com"));
+}
+
+// The first word of each field; a name without a dot, or one that a row
+// already contains in any case, is left out.
+TEST_F(ServerList, ImportAddsTheAddressesNoRowContainsAndExportWritesEveryRowAsItStands) {
+    auto chooser = [&](Kind kind) {
+        return Shown{kind, "", "", Icon::None, "", "Text (*.txt)", app.AppPath};
+    };
+    fill({"00012  OK    news.example.org", "123456  OK    big.example.com"});
+    ASSERT_TRUE(
+        t.writeFile("servers.txt",
+                    "news.first.com   the best one\r\na.example.net, b.example.net\nlocalhost\n\n"
+                    "news.first.com\nexample.org\nEXAMPLE.ORG\nnews.example.org\nbig.example.com\n"
+                    "news.example.org.uk\norg.news\n"));
+    t.prompter.answerFileName(t.path("servers.txt"));
+    cmdImport(app);
+    const QStringList rows{"00012  OK    news.example.org", "123456  OK    big.example.com",
+                           "????? ???    news.first.com",   "????? ???    a.example.net",
+                           "????? ???    b.example.net",    "????? ???    news.example.org.uk",
+                           "????? ???    org.news"};
+    EXPECT_EQ(texts(list), rows);
+    EXPECT_EQ(t.prompter.shown(), std::vector<Shown>{chooser(Kind::OpenFile)})
+        << "an import says nothing";
+    EXPECT_TRUE(t.readFile("NNTP_NET.INI").endsWith("\n????? ???    org.news\n"));
+    EXPECT_EQ(app.frame(Frame::NNTP).title, "NNTP Servers (7)");
+
+    // No file chosen, or one that cannot be read, adds nothing; the list is saved as usual.
+    QFile::remove(t.path("NNTP_NET.INI"));
+    t.prompter.answerFileName("").answerFileName(t.path("missing.txt"));
+    cmdImport(app);
+    cmdImport(app);
+    EXPECT_EQ(list.count(), 7);
+    EXPECT_TRUE(QFileInfo::exists(t.path("NNTP_NET.INI")));
+    EXPECT_TRUE(t.prompter.messages().isEmpty());
+
+    // Export replaces a longer file with the rows as they stand, in CR LF lines.
+    t.prompter.clearShown();
+    ASSERT_TRUE(t.writeFile("out.txt", QByteArray(1000, 'x')));
+    t.prompter.answerFileName(t.path("out.txt"));
+    cmdExport(app);
+    EXPECT_EQ(t.readFile("out.txt"), (rows.join("\r\n") + "\r\n").toUtf8());
+    EXPECT_EQ(t.prompter.shown(),
+              (std::vector<Shown>{chooser(Kind::SaveFile),
+                                  {Kind::Message, "File Saved", "Zanderfell!"}}));
+    t.prompter.answerFileName(t.path("no/such/dir/out.txt")).answerFileName("");
+    cmdExport(app);
+    cmdExport(app); // no file chosen: nothing happens
+    EXPECT_EQ(t.prompter.messages(), (QStringList{"File Saved", "Error Saving File"}));
+    EXPECT_TRUE(app.setupEnabled);
+    EXPECT_FALSE(app.hourGlass);
+
+    // The first word of each exported line is a status column, not an address.
+    list.clear();
+    t.prompter.answerFileName(t.path("out.txt"));
+    cmdImport(app);
+    EXPECT_EQ(list.count(), 0);
 }
 
 } // namespace
