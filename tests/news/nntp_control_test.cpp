@@ -55,10 +55,8 @@ struct Recorder {
     }
     bool has(const QString& event) const { return events.contains(event); }
     void clear() {
-        events.clear();
-        errorTexts.clear();
-        data.clear();
-        statusLine.clear();
+        events = errorTexts = {};
+        data = statusLine = {};
     }
 
     NntpControl& nntp;
@@ -104,14 +102,11 @@ protected:
 // MODE READER has the last word on posting; a server without it keeps the
 // greeting's. The session opens only on its reply, whatever it says.
 TEST(NntpControlConnect, ModeReaderReplyOpensTheSessionAndDecidesPosting) {
+    // Greeting, reply to MODE READER, posting allowed.
     const std::tuple<const char*, const char*, bool> cases[] = {
-        {"200 ok\r\n", "200 posting ok\r\n", true},
-        {"201 no posting\r\n", "201 no posting\r\n", false},
-        {"200 ok\r\n", "201 reader, no posting\r\n", false},
-        {"201 no posting\r\n", "200 posting ok\r\n", true},
-        {"200 ok\r\n", "500 what is MODE?\r\n", true},
-        {"201 no posting\r\n", "500 what is MODE?\r\n", false},
-    };
+        {"200 ok\r\n", "200 ok\r\n", true},    {"201 no\r\n", "201 no\r\n", false},
+        {"200 ok\r\n", "201 no\r\n", false},   {"201 no\r\n", "200 ok\r\n", true},
+        {"200 ok\r\n", "500 what?\r\n", true}, {"201 no\r\n", "500 what?\r\n", false}};
     for (const auto& [greeting, modeReply, posting] : cases) {
         SCOPED_TRACE(std::string(greeting) + " / " + modeReply);
         ScriptedNntpServer server;
@@ -124,12 +119,10 @@ TEST(NntpControlConnect, ModeReaderReplyOpensTheSessionAndDecidesPosting) {
         ASSERT_TRUE(pump([&] { return nntp.protocolState() == "Transaction" && !nntp.busy(); }));
         EXPECT_EQ(nntp.postingAllowed(), posting);
         EXPECT_EQ(server.received(), QList<QByteArray>{"MODE READER"});
-        ASSERT_GE(rec.pairs.size(), 2);
-        EXPECT_EQ(rec.pairs.mid(rec.pairs.size() - 2),
+        // Authorization until the reply, then Transaction once and for good.
+        EXPECT_EQ(rec.pairs.filter("Connected/"),
                   (QStringList{"Connected/Authorization", "Connected/Transaction"}));
-        EXPECT_EQ(rec.pairs.count("Connected/Transaction"), 1);
         EXPECT_TRUE(rec.errorTexts.isEmpty());
-        EXPECT_TRUE(server.errors().isEmpty());
     }
 }
 
@@ -138,7 +131,6 @@ TEST_F(NntpControlTest, RefusingGreetingOrNobodyListeningRaisesTheCodeAndCloses)
     ASSERT_TRUE(nntp.connectTo(server.address()));
     ASSERT_TRUE(pump([&] { return rec.has("error 502"); }));
     EXPECT_EQ(rec.errorTexts.value(0), "502 you have no permission to talk");
-    EXPECT_EQ(rec.now(), kClosed);
     EXPECT_EQ(rec.pairs.last(), kClosed);
     EXPECT_FALSE(nntp.busy());
 
@@ -173,73 +165,60 @@ TEST_F(NntpControlTest, LoginSendsUserAndPassWhenAskedThenGoesOn) {
     EXPECT_EQ(rec.data, QByteArray("alt.test 3 1 y\r\n"));
 }
 
-// An error reply ends only its request. Cancelling is the caller's own
-// decision: no error, no document event.
-TEST_F(NntpControlTest, ErrorReplyKeepsTheConnectionAndCancelAbandonsARunningRequest) {
+// An error reply ends only its request; an article's dots are unstuffed
+// wherever the blocks cut them. Cancelling is the caller's own decision: no
+// error, no document event.
+TEST_F(NntpControlTest, RequestsOnOneConnectionThenCancelAbandonsARunningOne) {
     greet();
     server.expect("GROUP no.such.group").send("411 no such group\r\n");
     server.expect("GROUP alt.test").send("211 42 100 141 alt.test\r\n");
+    server.expect("ARTICLE 7")
+        .sendBlocks({"220 7 <a@b> article\r\nSubject: dots\r\n\r\n.", ".starts with dot\r\n.",
+                     ".\r\n..", ".\r\nlast\r\n.", "\r\n"});
     server.expect("LIST").send("215 list follows\r\nalt.a 1 1 y\r\n").silence();
     open();
     fetch(nntp.selectGroup("no.such.group"));
     EXPECT_EQ(rec.events, (QStringList{"error 411", "doc-error"}));
     EXPECT_EQ(rec.errorTexts.value(0), "411 no such group");
-    EXPECT_EQ(rec.now(), kOpen);
-    EXPECT_FALSE(nntp.busy());
 
+    // The connection is still open and free for the next request.
     rec.clear();
     ASSERT_TRUE(nntp.selectGroup("alt.test"));
     ASSERT_TRUE(pump([&] { return !rec.events.isEmpty(); }));
     EXPECT_EQ(rec.events, QStringList{"group alt.test 100 141 42"});
 
     rec.clear();
+    fetch(nntp.getArticle(7));
+    EXPECT_EQ(rec.events, kWholeDocument);
+    EXPECT_EQ(rec.statusLine, QByteArray("220 7 <a@b> article"));
+    EXPECT_EQ(rec.data, QByteArray("Subject: dots\r\n\r\n.starts with dot\r\n.\r\n..\r\nlast\r\n"));
+
+    rec.clear();
     ASSERT_TRUE(nntp.listGroups());
     ASSERT_TRUE(pump([&] { return rec.has("data"); }));
     EXPECT_FALSE(nntp.quit());
     nntp.cancel();
-    EXPECT_EQ(rec.now(), kClosed);
     EXPECT_EQ(rec.pairs.last(), kClosed);
     EXPECT_FALSE(nntp.busy());
     pump([] { return false; }, 100);
     EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data"}));
 }
 
-TEST_F(NntpControlTest, ArticleIsUnstuffedWhenTheDotsStraddleBlocks) {
-    greet();
-    server.expect("ARTICLE 7")
-        .sendBlocks({"220 7 <a@b> article\r\nSubject: dots\r\n\r\n.", ".starts with dot\r\n.",
-                     ".\r\n..", ".\r\nlast\r\n.", "\r\n"});
-    open();
-    fetch(nntp.getArticle(7));
-    EXPECT_EQ(rec.events, kWholeDocument);
-    EXPECT_EQ(rec.statusLine, QByteArray("220 7 <a@b> article"));
-    EXPECT_EQ(rec.data, QByteArray("Subject: dots\r\n\r\n.starts with dot\r\n.\r\n..\r\nlast\r\n"));
-    EXPECT_FALSE(nntp.busy());
-}
-
 // Each connection finds out afresh which of XHDR, HDR and the overview
-// works, and keeps using it. The drops keep each greeting for the next
-// connection.
+// works, and keeps using it. The drop keeps the second greeting for the
+// next connection.
 TEST_F(NntpControlTest, HeadersFallBackFromXhdrToHdrToTheOverview) {
+    const QByteArray unknown = "500 unknown command\r\n";
     greet();
-    server.expect("XHDR Subject 1-3").send("500 unknown command\r\n");
-    server.expect("HDR Subject 1-3").send("225 headers follow\r\n1 first\r\n3 third\r\n.\r\n");
-    server.expect("HDR From 4-").send("225 headers follow\r\n4 ann@example.com\r\n.\r\n").drop();
-    greet();
-    server.expect("XHDR Subject 1-3").send("500 unknown command\r\n");
-    server.expect("HDR Subject 1-3").send("500 unknown command\r\n");
+    server.expect("XHDR Subject 1-3").send(unknown).expect("HDR Subject 1-3").send(unknown);
     server.expect("XOVER 1-3")
         .sendBlocks({"224 overview follows\r\n1\tfirst post\tann@x\td\t<1@x>\t\t10\t1\r\n2\tsec",
                      "ond\tbob@x\td\t<2@x>\t\t10\t1\r\n.\r\n"});
     server.expect("XOVER 4-5").send("224 overview follows\r\n4\tfourth\tcid@x\r\n.\r\n").drop();
     greet();
-    server.expect("XHDR Subject 1-1").send("221 follows\r\n1 first post\r\n.\r\n");
-    auto reconnect = [&] {
-        nntp.cancel();
-        ASSERT_TRUE(pump([&] { return !server.clientConnected(); }));
-        rec.clear();
-        open();
-    };
+    server.expect("XHDR Subject 1-3").send(unknown);
+    server.expect("HDR Subject 1-3").send("225 headers follow\r\n1 first\r\n3 third\r\n.\r\n");
+    server.expect("HDR From 4-").send("225 headers follow\r\n4 ann@example.com\r\n.\r\n");
     auto headers = [&](const char* field, const char* first, const char* last) {
         rec.clear();
         fetch(nntp.getHeaders(field, first, last));
@@ -248,10 +227,6 @@ TEST_F(NntpControlTest, HeadersFallBackFromXhdrToHdrToTheOverview) {
     };
 
     open();
-    EXPECT_EQ(headers("Subject", "1", "3"), QByteArray("1 first\r\n3 third\r\n"));
-    EXPECT_EQ(headers("From", "4", ""), QByteArray("4 ann@example.com\r\n"));
-
-    reconnect();
     EXPECT_EQ(headers("Subject", "1", "3"), QByteArray("1 first post\r\n2 second\r\n"));
     // Path is not in the overview: nothing left to ask.
     rec.clear();
@@ -260,9 +235,13 @@ TEST_F(NntpControlTest, HeadersFallBackFromXhdrToHdrToTheOverview) {
     EXPECT_EQ(rec.events, QStringList{err(NntpError::FieldUnavailable)});
     EXPECT_EQ(headers("From", "4", "5"), QByteArray("4 cid@x\r\n"));
 
-    reconnect();
-    EXPECT_EQ(headers("Subject", "1", "1"), QByteArray("1 first post\r\n"));
-    EXPECT_EQ(server.connectionCount(), 3);
+    nntp.cancel();
+    ASSERT_TRUE(pump([&] { return !server.clientConnected(); }));
+    rec.clear();
+    open();
+    EXPECT_EQ(headers("Subject", "1", "3"), QByteArray("1 first\r\n3 third\r\n"));
+    EXPECT_EQ(headers("From", "4", ""), QByteArray("4 ann@example.com\r\n"));
+    EXPECT_EQ(server.connectionCount(), 2);
     EXPECT_TRUE(server.scriptDone());
 }
 
@@ -276,16 +255,18 @@ protected:
     QString tlsAddress() const { return QStringLiteral("nntps://127.0.0.1:%1").arg(server.port()); }
 };
 
-TEST_F(NntpControlTlsTest, UntrustedCertificateIsRefusedWithTheReason) {
+// An untrusted certificate goes no further than the handshake; trusted, the
+// same server carries a list.
+TEST_F(NntpControlTlsTest, CertificateIsRefusedWithTheReasonUntilTrusted) {
     ASSERT_TRUE(nntp.connectTo(tlsAddress()));
     ASSERT_TRUE(pump([&] { return !rec.errorTexts.isEmpty() && rec.now() == kClosed; }));
     EXPECT_EQ(rec.events.value(0), err(NntpError::TlsFailed));
     EXPECT_TRUE(rec.errorTexts.value(0).contains("self-signed", Qt::CaseInsensitive))
         << rec.errorTexts.value(0).toStdString();
     EXPECT_TRUE(server.received().isEmpty());
-}
 
-TEST_F(NntpControlTlsTest, TrustedCertificateConnectsAndCarriesAList) {
+    rec.clear();
+    rec.pairs.clear();
     const QList<QSslCertificate> ca = QSslCertificate::fromPath(kCertificate);
     ASSERT_EQ(ca.size(), 1);
     nntp.setExtraCaCertificates(ca);

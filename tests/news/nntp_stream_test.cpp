@@ -34,42 +34,39 @@ const QByteArray kUnstuffed =
     "plain line\r\n.leading dot\r\n.\r\n..\r\n\r\nends with dot.\r\n\rX\r\n.\r\n";
 
 // Splits into two pieces are the ones with an empty piece among the three.
+// Servers that end lines with a bare line feed are understood the same way.
 TEST(NntpBodyDecoder, EverySplitIntoThreePiecesGivesTheSamePayload) {
-    const qsizetype terminatorEnd = kStuffed.indexOf("211 next reply");
-    for (qsizetype a = 0; a <= kStuffed.size(); ++a) {
-        for (qsizetype b = a; b <= kStuffed.size(); ++b) {
-            const Decoded d =
-                decodePieces({kStuffed.left(a), kStuffed.mid(a, b - a), kStuffed.mid(b)});
-            ASSERT_EQ(d.data, kUnstuffed) << "split at " << a << " and " << b;
-            ASSERT_EQ(d.endOffset, terminatorEnd) << "split at " << a << " and " << b;
+    for (const char* eol : {"\r\n", "\n"}) {
+        const QByteArray stuffed = QByteArray(kStuffed).replace("\r\n", eol);
+        const QByteArray unstuffed = QByteArray(kUnstuffed).replace("\r\n", eol);
+        const qsizetype terminatorEnd = stuffed.indexOf("211 next reply");
+        for (qsizetype a = 0; a <= stuffed.size(); ++a) {
+            for (qsizetype b = a; b <= stuffed.size(); ++b) {
+                const Decoded d =
+                    decodePieces({stuffed.left(a), stuffed.mid(a, b - a), stuffed.mid(b)});
+                ASSERT_EQ(d.data, unstuffed) << "split at " << a << " and " << b;
+                ASSERT_EQ(d.endOffset, terminatorEnd) << "split at " << a << " and " << b;
+            }
         }
     }
 }
 
-TEST(NntpBodyDecoder, LineFeedOnlyServersAreUnderstood) {
-    const Decoded d = decodePieces({"a\n..b\n.", "\nafter"});
-    EXPECT_EQ(d.data, QByteArray("a\n.b\n"));
-    EXPECT_EQ(d.endOffset, 8);
-}
-
-TEST(NntpBodyDecoder, DecoderIsReadyForTheNextBodyAfterTheTerminator) {
-    NntpBodyDecoder decoder;
-    // The first body ends right after ".\r" was held; reset must forget it.
-    EXPECT_TRUE(decoder.feed("x\r\n.\r\n").finished);
-    EXPECT_FALSE(decoder.feed("abc\r\n.\r").finished);
-    decoder.reset();
-    const NntpBodyDecoder::Result r = decoder.feed("\nline\r\n.\r\n");
-    EXPECT_TRUE(r.finished);
-    EXPECT_EQ(r.data, QByteArray("\nline\r\n"));
-}
-
-TEST(NntpBodyDecoder, BlockWithoutDotsIsHandedOnWithoutCopy) {
+// A block without dots is handed on without a copy; after a terminator the
+// decoder is ready for the next body, and reset forgets a held ".\r".
+TEST(NntpBodyDecoder, PlainBlocksPassUncopiedAndResetStartsANewBody) {
     NntpBodyDecoder decoder;
     const QByteArray block = QByteArray("1 subject\r\n").repeated(1000) + "2 half a li";
-    const NntpBodyDecoder::Result r = decoder.feed(block);
+    NntpBodyDecoder::Result r = decoder.feed(block);
     EXPECT_FALSE(r.finished);
     EXPECT_EQ(r.consumed, block.size());
     EXPECT_EQ(r.data.constData(), block.constData());
+
+    EXPECT_TRUE(decoder.feed("ne\r\n.\r\n").finished);
+    EXPECT_FALSE(decoder.feed("abc\r\n.\r").finished);
+    decoder.reset();
+    r = decoder.feed("\nline\r\n.\r\n");
+    EXPECT_TRUE(r.finished);
+    EXPECT_EQ(r.data, QByteArray("\nline\r\n"));
 }
 
 TEST(NntpOverviewPicker, PicksTheAskedFieldAsNumberBlankValueFromWholeLines) {

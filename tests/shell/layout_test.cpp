@@ -73,15 +73,16 @@ TEST(Titles, EachCodeRebuildsItsOneTitleAndAnUnknownCodeNone) {
         {"10", kNone, ""},
         {"01", kNone, ""},
         {" 1", kNone, ""}};
+    App app;
+    int rows = 2; // a different count in every list
+    for (ListModel* list : {&app.lstFavorites, &app.lstMessages, &app.lstGroups, &app.lstFiles,
+                            &app.lstHTTP, &app.txtNNTPServ})
+        list->appendRows(QVector<ListRow>(rows++));
+    app.CurrentGroup = "alt.binaries.test";
+    app.CurrentServer = "news.example.net";
+    app.FavoritesTitle = "Mine";
     for (const auto& [code, target, text] : cases) {
-        App app;
-        int rows = 2; // a different count in every list
-        for (ListModel* list : {&app.lstFavorites, &app.lstMessages, &app.lstGroups, &app.lstFiles,
-                                &app.lstHTTP, &app.txtNNTPServ})
-            list->appendRows(QVector<ListRow>(rows++));
-        app.CurrentGroup = "alt.binaries.test";
-        app.CurrentServer = "news.example.net";
-        app.FavoritesTitle = "Mine";
+        SCOPED_TRACE(testing::Message() << "code \"" << code << '"');
         for (FrameState& f : app.frames)
             f.title = "old";
         app.Caption = "old";
@@ -89,11 +90,9 @@ TEST(Titles, EachCodeRebuildsItsOneTitleAndAnUnknownCodeNone) {
         if (target != kNone) expected[target] = text;
         QSignalSpy frames(&app, &App::frameChanged);
         QSignalSpy caption(&app, &App::captionChanged);
-
         UpdateListTitles(app, code);
-        EXPECT_EQ(titles(app), expected) << "code \"" << code << '"';
-        EXPECT_EQ(frames.count() + caption.count(), target == kNone ? 0 : 1)
-            << "code \"" << code << '"';
+        EXPECT_EQ(titles(app), expected);
+        EXPECT_EQ(frames.count() + caption.count(), target == kNone ? 0 : 1);
     }
 }
 

@@ -40,13 +40,8 @@ TEST(ListModel, StaysConsistentWhileRowsAreAddedRemovedSortedAndLoaded) {
     list.appendRows({row("x"), row("e", "t", 5)});
     EXPECT_EQ(texts(list), (QStringList{"b", "C", "f", "x", "e"}));
     EXPECT_EQ(list.picture(1), 12);
-
     const QString file = dir.filePath("rows.txt");
     ASSERT_TRUE(list.save(file));
-    list.clear();
-    list.clear(); // clearing an empty list is harmless
-    ASSERT_TRUE(list.load(file));
-    EXPECT_EQ(texts(list), (QStringList{"b", "C", "f", "x", "e"}));
 
     // Sorting orders what is there; then the position asked for does not decide.
     list.setSorted(true);
@@ -59,6 +54,7 @@ TEST(ListModel, StaysConsistentWhileRowsAreAddedRemovedSortedAndLoaded) {
     EXPECT_EQ(list.tag(4), "t");
     ASSERT_TRUE(list.load(file));
     list.clear();
+    list.clear(); // clearing an empty list is harmless
 }
 
 TEST(ListModel, CurrentIndexFollowsItsRowAndIsNoneWhenTheRowGoes) {
@@ -136,23 +132,19 @@ TEST(ListModel, SaveAndLoadGiveBackEveryRowExactly) {
     // A missing file fails and leaves the rows as they were.
     EXPECT_FALSE(back.load(dir.filePath("missing.txt")));
     EXPECT_EQ(back.count(), rows.size());
-}
 
-TEST(ListModel, LoadsAFileEditedByHandWithCrLfLineEnds) {
-    QTemporaryDir dir;
-    const QString file = dir.filePath("edited.txt");
+    // Edited by hand: CR LF line ends, a byte order mark or none, no final line end.
     for (const QByteArray& bom : {QByteArray(), QByteArray("\xEF\xBB\xBF")}) {
-        QFile f(file);
+        f.close();
         ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
         f.write(bom + "alpha\r\nbeta\tT\t12\r\n\r\n\xC3\xA9t\xC3\xA9\r\nno final line end");
         f.close();
-        ListModel list;
-        ASSERT_TRUE(list.load(file));
-        EXPECT_EQ(texts(list),
+        ASSERT_TRUE(back.load(file));
+        EXPECT_EQ(texts(back),
                   (QStringList{"alpha", "beta", "", QString::fromUtf8("été"), "no final line end"}))
             << (bom.isEmpty() ? "without" : "with") << " byte order mark";
-        EXPECT_EQ(list.tag(1), "T");
-        EXPECT_EQ(list.number(1), 12);
+        EXPECT_EQ(back.tag(1), "T");
+        EXPECT_EQ(back.number(1), 12);
     }
 }
 

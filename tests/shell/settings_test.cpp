@@ -86,6 +86,11 @@ QString loaded(const App& a, const QString& key) {
     if (key == "BinariesOnly") return QString::number(a.BinariesOnly);
     if (key == "Remove SPAM") return QString::number(a.RemoveSpam);
     if (key == "Days") return a.AutoDays;
+    // A stored directory that is gone falls back to AppPath; no default is made.
+    if (key == "DestDir")
+        return a.DestDir != a.AppPath                      ? a.DestDir
+               : QFileInfo::exists(a.AppPath + "Download") ? "AppPath, Download made"
+                                                           : "AppPath";
     // The preview flag also sets the menu's tick and the item below it.
     if (key == "Preview")
         return QString::number(a.PreviewOn) + QString::number(a.menuPreviewChecked) +
@@ -95,19 +100,20 @@ QString loaded(const App& a, const QString& key) {
 }
 
 // Numbers and flags that cannot be read keep the value they had (77 and the
-// flag's "before"); Days are padded with blanks or cut to seven.
+// flag's "before"); Days are padded with blanks or cut to seven; a download
+// directory that is gone falls back to AppPath.
 TEST(Settings, OddStoredTextsAreReadOrKeepTheValueBefore) {
     // Keys, the text stored under each, what is read from it, the flags' value before.
     const QString numbers = "Timeout,Minimum Groups", flags = "BinariesOnly,Remove SPAM";
     const std::tuple<QString, const char*, const char*, bool> cases[] = {
-        {numbers, "12", "12", false},      {numbers, " 12 ", "12", false},
-        {numbers, "4x5", "77", false},     {numbers, "", "77", false},
-        {flags, "-1", "1", false},         {flags, "0", "0", true},
-        {flags, "TRUE", "1", false},       {flags, "false", "0", true},
-        {flags, "banana", "1", true},      {flags, "banana", "0", false},
-        {"Days", "101", "101    ", false}, {"Days", "1010101999", "1010101", false},
-        {"Days", "", "       ", false},    {"Preview", "0", "000", false},
-        {"Preview", "1", "111", false},    {"FavoritesFile", "", "ZanderfellFavorites", false}};
+        {"DestDir", "x/", "AppPath", false}, {numbers, " 12 ", "12", false},
+        {numbers, "4x5", "77", false},       {numbers, "", "77", false},
+        {flags, "-1", "1", false},           {flags, "0", "0", true},
+        {flags, "TRUE", "1", false},         {flags, "false", "0", true},
+        {flags, "banana", "1", true},        {flags, "banana", "0", false},
+        {"Days", "101", "101    ", false},   {"Days", "1010101999", "1010101", false},
+        {"Days", "", "       ", false},      {"Preview", "0", "000", false},
+        {"Preview", "1", "111", false},      {"FavoritesFile", "", "ZanderfellFavorites", false}};
     for (const auto& [keys, stored, expected, before] : cases) {
         TestApp t;
         for (const QString& key : keys.split(','))
@@ -120,19 +126,6 @@ TEST(Settings, OddStoredTextsAreReadOrKeepTheValueBefore) {
         // Loading went on with the keys behind it.
         EXPECT_EQ(t.app.FormWidth, 1000);
     }
-}
-
-TEST(Settings, AStoredDownloadDirectoryThatIsGoneFallsBackToAppPath) {
-    TestApp t;
-    t.setSetting("DestDir", t.path("gone") + "/");
-    t.load();
-    EXPECT_EQ(t.app.DestDir, t.app.AppPath);
-    EXPECT_FALSE(QFileInfo::exists(t.path("Download")))
-        << "a stored directory is not replaced by the default";
-    // Loading went on behind it.
-    EXPECT_EQ(t.app.FavoritesFile, t.app.AppPath + "ZanderfellFavorites.fav");
-    SaveSettings(t.app);
-    EXPECT_EQ(t.setting("DestDir").toString(), t.app.AppPath);
 }
 
 } // namespace

@@ -22,25 +22,6 @@ QString spiedNumbers(const QSignalSpy& spy) {
 
 // ---- clock and waits ----
 
-TEST(Clock, TickCountWrapsAfter32767AndAWaitGoesOnAcrossTheWrap) {
-    App app;
-    for (auto [before, after] : {std::pair{0, 1}, {32766, 32767}, {32767, 0}}) {
-        app.TickCount = before;
-        Timer1_Timer(app);
-        EXPECT_EQ(app.TickCount, after) << "from " << before;
-    }
-    TestApp t;
-    // A handler inside the first pass moved the clock to its top.
-    t.app.DoEvents = [&] {
-        if (++t.passes == 1) t.app.TickCount = 32767;
-        Timer1_Timer(t.app);
-        t.app.StopRequested = t.passes == 100; // a wait that does not end
-    };
-    WaitTicks(t.app, 5);
-    EXPECT_EQ(t.passes, 7); // 32767 -> 0, then 1 .. 6
-    EXPECT_EQ(t.app.TickCount, 6);
-}
-
 // A wait counts its own ticks from 0 and ends once it has passed n, or at a
 // stop asked for before it (pass 0) or inside it.
 TEST(Waits, AWaitCountsItsOwnTicksAndAStopEndsIt) {
@@ -57,25 +38,36 @@ TEST(Waits, AWaitCountsItsOwnTicksAndAStopEndsIt) {
         EXPECT_EQ(t.passes, passes) << "WaitTicks(" << n << "), stop at " << stopAt;
         EXPECT_EQ(t.app.TickCount, passes) << "WaitTicks(" << n << "), stop at " << stopAt;
     }
+
+    // The clock wraps after 32767; a handler inside the first pass moved it
+    // to its top, and the wait goes on across the wrap.
+    TestApp t;
+    t.app.TickCount = 32766;
+    Timer1_Timer(t.app);
+    EXPECT_EQ(t.app.TickCount, 32767);
+    t.app.DoEvents = [&] {
+        if (++t.passes == 1) t.app.TickCount = 32767;
+        Timer1_Timer(t.app);
+        t.app.StopRequested = t.passes == 100; // a wait that does not end
+    };
+    WaitTicks(t.app, 5);
+    EXPECT_EQ(t.passes, 7); // 32767 -> 0, then 1 .. 6
+    EXPECT_EQ(t.app.TickCount, 6);
 }
 
 // ---- menu and toolbar gating ----
 
 TEST(Gating, MenuOnOffSwitchesEachScopeInItsOrder) {
-    const std::pair<const char*, QString> scopes[] = {{"CG", "39 35 11 43"},
-                                                      {"SG", "40 36 33 44"},
-                                                      {"FA", "41 37 34 46 32 51"},
-                                                      {"SM", "42"},
-                                                      {"SS", "38 45"},
-                                                      {"SR", "47 48 49 50"},
-                                                      {"XX", ""}};
-    for (const auto& [code, items] : scopes) {
+    // A scope's code, then its items in order.
+    for (const QString scope : {"CG 39 35 11 43", "SG 40 36 33 44", "FA 41 37 34 46 32 51", "SM 42",
+                                "SS 38 45", "SR 47 48 49 50", "XX"}) {
+        const QString code = scope.left(2), items = scope.mid(3);
         for (bool on : {true, false}) {
             App app;
             QSignalSpy menus(&app, &App::menuChanged);
             QSignalSpy buttons(&app, &App::toolbarChanged);
             MenuOnOff(app, code, on);
-            SCOPED_TRACE(testing::Message() << code << " " << on);
+            SCOPED_TRACE(testing::Message() << code.toStdString() << " " << on);
             EXPECT_EQ(spiedNumbers(menus), items);
             for (const QString& item : items.split(' ', Qt::SkipEmptyParts))
                 EXPECT_EQ(app.menuEnabled.value(item.toInt()), on) << item.toStdString();
@@ -142,15 +134,10 @@ TEST(Gating, ListSwitchesSetEnabledAndVisibility) {
 TEST(Gating, DisconnectFirstWarnsOnlyWhileConnectedAndWhenAsked) {
     TestApp t;
     EXPECT_FALSE(DisconnectFirst(t.app, true));
-    EXPECT_TRUE(t.prompter.shown().empty());
-
     ScriptedNntpServer server;
-    server.send("200 ready\r\n").expect("MODE READER").send("200 reader\r\n").silence();
-    ASSERT_TRUE(server.listen());
+    ASSERT_TRUE(server.silence().listen());
     ASSERT_TRUE(t.app.NNTP->connectTo(server.address()));
-    ASSERT_TRUE(ScriptedNntpServer::pumpUntil(
-        [&] { return t.app.NNTP->state() == "Connected" && !t.app.NNTP->busy(); }));
-
+    ASSERT_TRUE(ScriptedNntpServer::pumpUntil([&] { return t.app.NNTP->state() == "Connected"; }));
     EXPECT_TRUE(DisconnectFirst(t.app, false));
     EXPECT_TRUE(t.prompter.shown().empty());
     EXPECT_TRUE(DisconnectFirst(t.app, true));
@@ -214,8 +201,7 @@ TEST(Lifetime, StartupLoadsTheListsAndExitFromInsideAWaitSavesThemAndEnds) {
     });
     WaitTicks(t.app, 1000);
 
-    EXPECT_EQ(t.passes, 3);
-    EXPECT_TRUE(t.app.StopRequested);
+    EXPECT_EQ(t.passes, 3) << "the wait ends at the exit";
     EXPECT_EQ(t.app.WindowState, 0);
     EXPECT_EQ(t.endProcessCalls, 1);
     EXPECT_EQ(t.readFile("NNTP_NET.INI"), "????? ???    news.example.net\n");
