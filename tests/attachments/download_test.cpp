@@ -123,7 +123,8 @@ TEST_F(Download, PostsInEveryEncodingComeOutByteForByte) {
     const QByteArray one = randomBytes(30000, 1), three = randomBytes(40000, 2),
                      mime = randomBytes(20000, 3), four = randomBytes(60000, 4),
                      ten = randomBytes(250000, 5), up = randomBytes(3000, 10),
-                     rooted = randomBytes(3000, 11), deep = randomBytes(3000, 12);
+                     rooted = randomBytes(3000, 11), deep = randomBytes(3000, 12),
+                     single = randomBytes(5000, 13);
     post("one.bin - have a look", "Some words first.\r\n\r\n" + joined(uuencode(one, "one.bin")) +
                                       "\r\n-- \r\nsignature\r\n");
     QList<QByteArray> threeParts = splitLines(uuencode(three, "three.bin"), 3);
@@ -137,6 +138,7 @@ TEST_F(Download, PostsInEveryEncodingComeOutByteForByte) {
               yencEncodeParts(ten, {30000, 25000, 41000, 12345, 30000, 1, 29999, 64000, 700, 16955},
                               "ten parts.bin"),
               {7, 1, 10, 4, 2, 9, 3, 6, 8, 5});
+    post("single.bin yEnc", yencEncodeSingle(single, "single.bin")); // no =ypart line
     post("escape one", joined(uuencode(up, "../escape.bin")));
     post("escape two", joined(uuencode(rooted, "/tmp/sub/abs.bin")));
     post("escape three", joined(mimeBody(deep, "..\\\\..\\\\C:deep.bin")), kMime);
@@ -153,6 +155,7 @@ TEST_F(Download, PostsInEveryEncodingComeOutByteForByte) {
         {"mime.bin - attached", "mime.bin", mime, 1},
         {"four.bin (3/3)", "four.bin", four, 3},
         {"\"ten parts.bin\" yEnc (04/10)", "ten parts.bin", ten, 10},
+        {"single.bin yEnc", "single.bin", single, 1},
         // Separators in a name stay in it: nothing lands outside DestDir.
         {"escape one", ".._escape.bin", up, 1},
         {"escape two", "_tmp_sub_abs.bin", rooted, 1},
@@ -171,7 +174,7 @@ TEST_F(Download, PostsInEveryEncodingComeOutByteForByte) {
         EXPECT_EQ(app.statbar[2], "Looking for attachments..");
         EXPECT_EQ(app.statbar[3], QString("[%1/%1]").arg(c.parts));
     }
-    EXPECT_EQ(app.frame(Frame::Files).title, "Decoded Files (8)");
+    EXPECT_EQ(app.frame(Frame::Files).title, "Decoded Files (9)");
     names.sort();
     EXPECT_EQ(inDestDir(), names) << "no temporary file is left";
     EXPECT_EQ(QDir(t.dir.path()).entryList({"*.bin"}, QDir::Files), QStringList());
