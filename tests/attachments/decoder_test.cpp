@@ -186,6 +186,20 @@ TEST(LineDecoders, WideKernelsCheckEveryPosition) {
     }
 }
 
+// Encoders that leave a line's last group unpadded, or end it in a checksum
+// character, give the same bytes as the padded line.
+TEST(LineDecoders, UuLinesUnpaddedOrWithAChecksumCharacter) {
+    unsigned char out[64];
+    for (int n = 1; n <= 45; ++n) {
+        const QByteArray data = randomBytes(n, unsigned(n));
+        const std::string line = uuencode(data, "x.bin")[1].toStdString();
+        for (const std::string& form : {line, line.substr(0, 1 + (n * 4 + 2) / 3), line + "M"}) {
+            ASSERT_EQ(uuDecodeLine(form, out), n) << form;
+            EXPECT_EQ(QByteArray(reinterpret_cast<char*>(out), n), data) << form;
+        }
+    }
+}
+
 // Sizes on both sides of a full uu line (45 bytes) and base64 line (57), cut
 // into parts with the headers of later parts and stray text between. Each is
 // read once more through a buffer of a few bytes, which cuts every line and
