@@ -81,13 +81,9 @@ TEST(PictureControl, KeepsItsPictureWhenAFileCantBeShownAndShrinksHugeOnes) {
     EXPECT_TRUE(control.image().isNull());
 }
 
-struct DecodedFiles : ::testing::Test {
-    TestApp t;
-    App& app = t.app;
-    std::unique_ptr<MainWindow> window;
-
+struct DecodedFiles : WindowTest {
     void SetUp() override {
-        window = t.openWindow();
+        WindowTest::SetUp();
         app.DestDir = t.path("download/");
         window->resize(1024, 768);
         QCoreApplication::processEvents();

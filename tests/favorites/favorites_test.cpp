@@ -22,13 +22,9 @@
 
 namespace {
 
-struct Favorites : ::testing::Test {
-    TestApp t;
-    App& app = t.app;
-    std::unique_ptr<MainWindow> window;
-
+struct Favorites : WindowTest {
     void SetUp() override {
-        window = t.openWindow();
+        WindowTest::SetUp();
         app.CurrentServer = "news.test";
     }
     QStringList rows() const { return texts(app.lstFavorites); }

@@ -150,10 +150,7 @@ protected:
         InnTest::SetUp();
         if (IsSkipped() || HasFatalFailure()) return;
         t.setSetting("NNTPServer", inn.address());
-        window = std::make_unique<MainWindow>(app);
-        Form_Load(app);
-        window->applyGeometry();
-        window->show();
+        window = t.openWindow();
     }
     std::unique_ptr<MainWindow> window;
 };
