@@ -17,8 +17,10 @@
 #include "news/connection.h"
 #include "news/headers.h"
 #include "news/nntp_control.h"
+#include "program/assembly.h"
+#include "program/startup.h"
 #include "shell/app.h"
-#include "shell/startup.h"
+#include "shell/temp_files.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -313,6 +315,7 @@ int main(int argc, char** argv) {
 
     QTemporaryDir dir;
     App app;
+    AssembleControls(app);
     app.ExeDir = dir.path();
     app.AppPath = dir.path() + "/";
     app.DestDir = dir.path() + "/download/";

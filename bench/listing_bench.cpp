@@ -5,6 +5,7 @@
 #include "news/group_list.h"
 #include "news/headers.h"
 #include "news/nntp_control.h"
+#include "program/assembly.h"
 #include "shell/app.h"
 
 #include <QCoreApplication>
@@ -168,6 +169,7 @@ int main(int argc, char** argv) {
 
     QTemporaryDir dir;
     App app;
+    AssembleControls(app);
     app.ExeDir = dir.path();
     app.AppPath = dir.path() + "/";
     app.DestDir = app.AppPath;

@@ -3,10 +3,10 @@
 // the list's own contains-find, row by row) in the same run, and the sort.
 // Prints "name: value unit" lines; exits with 1 when the import's rows differ
 // from the reference's.
+#include "program/settings.h"
 #include "setup/server_import.h"
 #include "setup/server_list.h"
 #include "shell/app.h"
-#include "shell/settings.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

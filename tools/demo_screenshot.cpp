@@ -6,9 +6,10 @@
 #include "attachments/download_drivers.h"
 #include "news/connection.h"
 #include "news/headers.h"
+#include "program/assembly.h"
+#include "program/main_window.h"
+#include "program/startup.h"
 #include "shell/app.h"
-#include "shell/main_window.h"
-#include "shell/startup.h"
 
 #include <QApplication>
 #include <QDir>
@@ -30,6 +31,7 @@ int main(int argc, char** argv) {
     // A program of its own: its files and settings in a directory of its own.
     QTemporaryDir dir;
     App app;
+    AssembleControls(app);
     app.ExeDir = dir.path();
     app.AppPath = dir.path() + "/";
     app.DestDir = dir.path() + "/download/";

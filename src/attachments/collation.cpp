@@ -17,7 +17,7 @@ bool isBlank(QChar c) {
 // opening bracket of the counter stands at counterAt.
 int findPartRow(App& app, const QString& text, qsizetype counterAt, PartSearch search) {
     if (search == PartSearch::Plain) return app.lstMessages.find(text, FindMode::Contains, 0);
-    if (!app.partRowIndex) app.partRowIndex = std::make_unique<PartRowIndex>();
+    if (!app.partRowIndex) app.partRowIndex = std::make_shared<PartRowIndex>();
     return app.partRowIndex->find(app.lstMessages, text, counterAt);
 }
 

@@ -3,7 +3,7 @@
 #include "attachments/decoded_files.h"
 #include "attachments/decoder.h"
 #include "shell/app.h"
-#include "shell/startup.h"
+#include "shell/temp_files.h"
 #include "shell/waits.h"
 
 #include <QFile>

@@ -8,7 +8,7 @@
 #include "news/nntp_control.h"
 #include "shell/app.h"
 #include "shell/gating.h"
-#include "shell/startup.h"
+#include "shell/temp_files.h"
 #include "shell/waits.h"
 
 #include <QFile>

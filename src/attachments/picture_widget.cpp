@@ -1,6 +1,6 @@
 #include "attachments/picture_widget.h"
 
-#include "attachments/picture_control.h"
+#include "shell/picture_control.h"
 
 #include <QKeyEvent>
 #include <QPainter>

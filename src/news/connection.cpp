@@ -217,3 +217,11 @@ void NNTP_AuthenticateResponse(App& app, bool accepted) {
     app.TickCount = app.Timeout + 1;
     app.setStatus(2, QStringLiteral("Not Authenticated"));
 }
+
+bool DisconnectFirst(App& app, bool warn) {
+    const bool connected = app.NNTP->state() == QLatin1String("Connected");
+    if (connected && warn)
+        app.prompter->message(QStringLiteral("Please Disconnect First"),
+                              QStringLiteral("Zanderfell!"), Prompter::Icon::Exclamation);
+    return connected;
+}

@@ -18,6 +18,9 @@ void NNTP_Error(App& app, int code, const QString& description);
 void NNTP_AuthenticateRequest(App& app, QString& user, QString& password);
 void NNTP_AuthenticateResponse(App& app, bool accepted);
 
+// True while the news connection is up; warns when asked to.
+bool DisconnectFirst(App& app, bool warn);
+
 // The control's two state texts form the open or the closed pair.
 bool connectionOpen(const App& app);
 bool connectionClosed(const App& app);

@@ -2,7 +2,6 @@
 
 #include "shell/app.h"
 #include "shell/layout.h"
-#include "shell/settings.h"
 #include "support/routines.h"
 
 #include <QDir>
@@ -162,7 +161,7 @@ bool cmdDir(App& app, const QString& chooserPath) {
 
 void cmdOK_Click(App& app) {
     UpdateListTitles(app, QStringLiteral("5"));
-    SaveSettings(app);
+    if (app.saveSettings) app.saveSettings();
 }
 
 bool setupConnected(const App& app) {

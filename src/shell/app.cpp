@@ -1,11 +1,5 @@
 #include "shell/app.h"
 
-#include "attachments/decode_step.h"
-#include "attachments/decoder.h"
-#include "attachments/part_row_index.h"
-#include "news/news_events.h"
-#include "news/nntp_control.h"
-
 #include "shell/menu_table.h"
 #include "shell/waits.h"
 
@@ -38,10 +32,6 @@ App::App(QObject* parent) : QObject(parent) {
     Timer1.setInterval(1000);
     timerAuto.setInterval(5000);
     connect(&Timer1, &QTimer::timeout, this, [this] { Timer1_Timer(*this); });
-    NNTP = std::make_unique<NntpControl>();
-    connectNewsEvents(*this);
-    MDEC = std::make_unique<Decoder>();
-    connectDecoderEvents(*this);
     frame(Frame::Preview).title = QStringLiteral("Image Preview");
     Picture1.setBackground(QColor(0, 128, 128)); // preview starts on
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "attachments/picture_control.h"
 #include "shell/list_model.h"
+#include "shell/picture_control.h"
 #include "shell/prompter.h"
 
 #include <QElapsedTimer>
@@ -118,8 +118,10 @@ public:
     ListModel lstGroups, lstMessages, lstFavorites, lstFiles, lstHTTP;
     ListModel lstTemp, lstTempServ, SBList1;
     ListModel txtNNTPServ; // the live server list, shown by the setup dialog
-    std::unique_ptr<NntpControl> NNTP;
-    std::unique_ptr<Decoder> MDEC;
+    // Made and wired by the program (or a test) through AssembleControls;
+    // shared pointers so that the context needs no definition of them.
+    std::shared_ptr<NntpControl> NNTP;
+    std::shared_ptr<Decoder> MDEC;
     bool menuPostVisible = true;
     QTimer Timer1;
     QTimer timerAuto;
@@ -183,6 +185,9 @@ public:
     // OK, Cancel and the setup dialog as a whole; off while a command of the
     // server list works through its rows.
     bool setupEnabled = true;
+    // Writes every setting to the store; OK of the setup dialog runs it.
+    // Installed by the program, which knows every subsystem's settings.
+    std::function<void()> saveSettings;
     // Ends the process; tests replace it to see that it was asked for.
     std::function<void()> EndProcess;
 
@@ -196,7 +201,7 @@ public:
     qsizetype beginScanFrom = 0;
     qsizetype ybeginScanFrom = 0;
     // Index of the part counters in lstMessages for collation; built on demand.
-    std::unique_ptr<PartRowIndex> partRowIndex;
+    std::shared_ptr<PartRowIndex> partRowIndex;
     // Paces the passes of the event queue that don't wait (LetEventsRun).
     QElapsedTimer eventPassClock;
 

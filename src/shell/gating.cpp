@@ -1,6 +1,5 @@
 #include "shell/gating.h"
 
-#include "news/nntp_control.h"
 #include "shell/app.h"
 #include "shell/menu_table.h"
 
@@ -53,12 +52,4 @@ void HourGlass(App& app, bool isOn) {
     if (app.hourGlass == isOn) return;
     app.hourGlass = isOn;
     emit app.hourGlassChanged(isOn);
-}
-
-bool DisconnectFirst(App& app, bool warn) {
-    const bool connected = app.NNTP->state() == QLatin1String("Connected");
-    if (connected && warn)
-        app.prompter->message(QStringLiteral("Please Disconnect First"),
-                              QStringLiteral("Zanderfell!"), Prompter::Icon::Exclamation);
-    return connected;
 }

@@ -11,5 +11,3 @@ void MessagesOnOff(App& app, bool isOn);
 void GroupsOnOff(App& app, bool isOn);
 void FavoritesOnOff(App& app, bool isOn);
 void HourGlass(App& app, bool isOn);
-// True while the news connection is up; warns when asked to.
-bool DisconnectFirst(App& app, bool warn);

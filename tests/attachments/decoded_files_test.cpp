@@ -5,11 +5,11 @@
 #include "attachments/decoded_files.h"
 #include "attachments/file_icons.h"
 #include "attachments/max_preview_window.h"
-#include "attachments/picture_control.h"
 #include "attachments/picture_widget.h"
 #include "fixtures/test_app.h"
+#include "program/main_window.h"
 #include "shell/list_view_widget.h"
-#include "shell/main_window.h"
+#include "shell/picture_control.h"
 #include "test_data.h"
 
 #include <QAction>

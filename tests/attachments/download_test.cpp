@@ -11,9 +11,10 @@
 #include "news/connection.h"
 #include "news/headers.h"
 #include "news/nntp_control.h"
+#include "program/main_window.h"
+#include "program/startup.h"
 #include "shell/list_view_widget.h"
-#include "shell/main_window.h"
-#include "shell/startup.h"
+#include "shell/temp_files.h"
 #include "test_data.h"
 
 #include <QAction>

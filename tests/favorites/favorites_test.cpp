@@ -9,8 +9,8 @@
 #include "fixtures/test_app.h"
 #include "news/connection.h"
 #include "news/nntp_control.h"
+#include "program/main_window.h"
 #include "shell/list_view_widget.h"
-#include "shell/main_window.h"
 
 #include <QAction>
 #include <QDropEvent>

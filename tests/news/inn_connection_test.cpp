@@ -8,10 +8,10 @@
 #include "news/headers.h"
 #include "news/news_commands.h"
 #include "news/nntp_control.h"
+#include "program/main_window.h"
+#include "program/startup.h"
 #include "shell/app.h"
 #include "shell/list_view_widget.h"
-#include "shell/main_window.h"
-#include "shell/startup.h"
 
 #include <QAction>
 #include <QGroupBox>

@@ -3,11 +3,11 @@
 // the directory chooser, and how the dialog comes up from the main window.
 #include "fixtures/test_app.h"
 #include "news/connection.h"
+#include "program/main_window.h"
 #include "setup/dir_list_widget.h"
 #include "setup/setup_dialog.h"
 #include "setup/setup_options.h"
 #include "shell/list_view_widget.h"
-#include "shell/main_window.h"
 
 #include <QAction>
 #include <QApplication>

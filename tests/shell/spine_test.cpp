@@ -1,9 +1,11 @@
 // The shared clock and waits, the gating of menus and toolbar, startup and exit.
 #include "fixtures/scripted_server.h"
 #include "fixtures/test_app.h"
+#include "news/connection.h"
 #include "news/nntp_control.h"
+#include "program/startup.h"
 #include "shell/gating.h"
-#include "shell/startup.h"
+#include "shell/temp_files.h"
 #include "shell/waits.h"
 
 #include <QFileInfo>

@@ -1,8 +1,8 @@
 // The settings store: a first run, the round trip through SaveSettings and
 // LoadSettings, and stored values that are odd or wrong.
 #include "fixtures/test_app.h"
-#include "shell/settings.h"
-#include "shell/startup.h"
+#include "program/settings.h"
+#include "program/startup.h"
 
 #include <QDir>
 #include <QFileInfo>

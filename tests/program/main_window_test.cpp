@@ -1,7 +1,7 @@
 // The main window offscreen: what it shows at startup, how it keeps its
 // size, and that closing it saves and a restart gives the same window back.
 #include "fixtures/test_app.h"
-#include "shell/main_window.h"
+#include "program/main_window.h"
 #include "shell/menu_table.h"
 
 #include <QAction>

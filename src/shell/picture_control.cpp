@@ -1,4 +1,4 @@
-#include "attachments/picture_control.h"
+#include "shell/picture_control.h"
 
 #include <QFile>
 #include <QImageReader>

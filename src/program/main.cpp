@@ -1,6 +1,7 @@
+#include "program/assembly.h"
+#include "program/main_window.h"
+#include "program/startup.h"
 #include "shell/app.h"
-#include "shell/main_window.h"
-#include "shell/startup.h"
 
 #include <QApplication>
 
@@ -9,6 +10,7 @@ int main(int argc, char** argv) {
     QApplication::setOrganizationName(QStringLiteral("Zanderfell!"));
     QApplication::setApplicationName(QStringLiteral("Zanderfell!"));
     App app;
+    AssembleControls(app);
     MainWindow frmMain(app);
     Form_Load(app);
     frmMain.applyGeometry();

@@ -1,10 +1,10 @@
-#include "shell/commands.h"
+#include "program/commands.h"
 
 #include "attachments/download_drivers.h"
 #include "news/connection.h"
 #include "news/group_list.h"
+#include "program/startup.h"
 #include "shell/app.h"
-#include "shell/startup.h"
 #include "support/routines.h"
 
 void Toolbar1_ButtonClick(App& app, int number) {

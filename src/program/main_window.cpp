@@ -1,4 +1,4 @@
-#include "shell/main_window.h"
+#include "program/main_window.h"
 
 #include "attachments/decoded_files.h"
 #include "attachments/download_drivers.h"
@@ -10,13 +10,13 @@
 #include "favorites/favorites_list.h"
 #include "news/connection.h"
 #include "news/news_commands.h"
+#include "program/commands.h"
+#include "program/startup.h"
 #include "setup/setup_dialog.h"
-#include "shell/commands.h"
 #include "shell/layout.h"
 #include "shell/list_view_widget.h"
 #include "shell/menu_table.h"
 #include "shell/prompter_dialog.h"
-#include "shell/startup.h"
 
 #include <QAction>
 #include <QApplication>

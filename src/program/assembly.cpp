@@ -1,0 +1,16 @@
+#include "program/assembly.h"
+
+#include "attachments/decode_step.h"
+#include "attachments/decoder.h"
+#include "news/news_events.h"
+#include "news/nntp_control.h"
+#include "program/settings.h"
+#include "shell/app.h"
+
+void AssembleControls(App& app) {
+    app.NNTP = std::make_shared<NntpControl>();
+    connectNewsEvents(app);
+    app.MDEC = std::make_shared<Decoder>();
+    connectDecoderEvents(app);
+    app.saveSettings = [&app] { SaveSettings(app); };
+}
