@@ -103,6 +103,7 @@ bool NntpControl::connectTo(const QString& server) {
     sslErrors_.clear();
     lineBuffer_.clear();
     noXhdr_ = noHdr_ = noXover_ = false;
+    authenticated_ = false;
     postingAllowed_ = false;
     request_ = Request::None;
     await_ = Await::Greeting;
@@ -122,7 +123,12 @@ bool NntpControl::connectTo(const QString& server) {
 
     if (tls_) {
         QSslConfiguration config = socket_->sslConfiguration();
-        config.addCaCertificates(extraCaCertificates_);
+        // Any change to the CA list turns off Qt's on-demand lookup of the
+        // system's roots, so the default is left alone unless there are
+        // extra certificates, and then the system's roots go in with them.
+        if (!extraCaCertificates_.isEmpty())
+            config.setCaCertificates(QSslConfiguration::systemCaCertificates() +
+                                     extraCaCertificates_);
         config.setPeerVerifyMode(QSslSocket::VerifyPeer);
         socket_->setSslConfiguration(config);
         socket_->connectToHostEncrypted(address.host, address.port);
