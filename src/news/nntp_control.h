@@ -110,6 +110,7 @@ private:
     bool advanceHeaderMethod();
     void beginAuthentication();
     void authenticationSucceeded();
+    void modeReaderAnswered();
     void authenticationFailed(const QByteArray& line);
     void becomeReady();
     void beginDocument(const QByteArray& statusLine);
@@ -148,6 +149,7 @@ private:
     QByteArray command_; // for a resend after a late login
     bool authTried_ = false;
     bool resumeRequest_ = false; // after login: resend command_ (else: connection ready)
+    bool authenticated_ = false; // a login succeeded on this connection
     QByteArray groupName_;
     QByteArray headerField_;
     QByteArray headerRange_;

@@ -62,12 +62,14 @@ void NntpControl::handleLine(const QByteArray& line) {
     case Await::ModeReader:
         if (code == 200 || code == 201) {
             postingAllowed_ = code == 200;
-            becomeReady();
+            modeReaderAnswered();
+        } else if (code == 480 && authenticated_) {
+            failConnection(errorCodeFor(code), text);
         } else if (code == 480) {
             resumeRequest_ = false;
             beginAuthentication();
         } else if (code == 500 || code == 501) {
-            becomeReady(); // a server without MODE READER is a reader already
+            modeReaderAnswered(); // a server without MODE READER is a reader already
         } else {
             failConnection(errorCodeFor(code), text);
         }
@@ -263,7 +265,16 @@ void NntpControl::authenticationSucceeded() {
     const quint64 epoch = epoch_;
     emit authenticateResponse(true);
     if (epoch != epoch_) return;
-    if (resumeRequest_) {
+    // A login may grant what the greeting did not (posting above all), so
+    // the server is asked again before anything else.
+    authenticated_ = true;
+    await_ = Await::ModeReader;
+    sendCommand(QByteArrayLiteral("MODE READER"));
+}
+
+void NntpControl::modeReaderAnswered() {
+    if (authenticated_ && resumeRequest_) {
+        resumeRequest_ = false;
         await_ = Await::Reply;
         sendCommand(command_);
     } else {

@@ -13,6 +13,9 @@ namespace {
 
 const QString kCertificate = QStringLiteral(ZANDERFELL_FIXTURES_DIR "/tls/server.crt");
 const QString kKey = QStringLiteral(ZANDERFELL_FIXTURES_DIR "/tls/server.key");
+// Issued by the test CA, as a real server's certificate is issued by a public one.
+const QString kIssuedCertificate = QStringLiteral(ZANDERFELL_FIXTURES_DIR "/tls/issued.crt");
+const QString kIssuedKey = QStringLiteral(ZANDERFELL_FIXTURES_DIR "/tls/issued.key");
 
 QString err(int code) {
     return QStringLiteral("error %1").arg(code);
@@ -144,13 +147,15 @@ TEST_F(NntpControlTest, RefusingGreetingOrNobodyListeningRaisesTheCodeAndCloses)
 }
 
 // Asked for by the MODE READER reply and later by a command, which then
-// goes out again.
+// goes out again. A login may grant posting that the anonymous greeting did
+// not, so the server is asked again after each.
 TEST_F(NntpControlTest, LoginSendsUserAndPassWhenAskedThenGoesOn) {
-    greet("200 ok\r\n", "480 authentication required\r\n");
+    greet("201 no posting\r\n", "480 authentication required\r\n");
     for (int i = 0; i < 2; ++i) {
         if (i == 1) server.expect("LIST").send("480 login first\r\n");
         server.expect("AUTHINFO USER bob").send("381 password please\r\n");
         server.expect("AUTHINFO PASS s3cret").send("281 welcome\r\n");
+        server.expect("MODE READER").send("200 posting allowed\r\n");
     }
     server.expect("LIST").send("215 list follows\r\nalt.test 3 1 y\r\n.\r\n");
     rec.user = "bob";
@@ -254,6 +259,24 @@ protected:
     }
     QString tlsAddress() const { return QStringLiteral("nntps://127.0.0.1:%1").arg(server.port()); }
 };
+
+// A certificate issued by a root of the system's store, and no extra list:
+// how every public nntps server is met. tests/scripts/with_test_ca puts the
+// test CA among the system's roots in a private mount namespace and runs this
+// test there.
+TEST_F(NntpControlTlsTest, IssuedCertificateIsTrustedThroughTheSystemStore) {
+    if (qEnvironmentVariableIsEmpty("ZANDERFELL_TEST_CA_TRUSTED"))
+        GTEST_SKIP() << "runs under tests/scripts/with_test_ca";
+    ScriptedNntpServer issued;
+    ASSERT_TRUE(issued.listenTls(kIssuedCertificate, kIssuedKey));
+    issued.send("200 ready\r\n").expect("MODE READER").send("200 posting ok\r\n");
+    issued.expect("LIST").sendBlocks({"215 list follows\r\nalt.tls 2 1 y\r\n.\r\n"});
+    open(QStringLiteral("nntps://127.0.0.1:%1").arg(issued.port()));
+    fetch(nntp.listGroups());
+    EXPECT_EQ(rec.data, QByteArray("alt.tls 2 1 y\r\n"));
+    EXPECT_TRUE(rec.errorTexts.isEmpty()) << rec.errorTexts.join('\n').toStdString();
+    EXPECT_TRUE(issued.errors().isEmpty()) << issued.errors().join('\n').toStdString();
+}
 
 // An untrusted certificate goes no further than the handshake; trusted, the
 // same server carries a list.
