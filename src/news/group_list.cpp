@@ -9,6 +9,7 @@
 #include "shell/layout.h"
 #include "support/routines.h"
 
+#include <QCryptographicHash>
 #include <QFile>
 #include <QSet>
 
@@ -46,8 +47,18 @@ QString GetServerName(const QString& temp) {
 }
 
 QString ServerCacheName(const App& app) {
+    // A plain "host:port" keeps the name it always had; "/" (of "nntps://"),
+    // "\\" and control characters would make a path of the name or none at all.
     QString s = app.CurrentServer;
-    s.replace(u'.', u'_');
+    for (QChar& c : s)
+        if (c == u'.' || c == u'/' || c == u'\\' || c.unicode() < 0x20 || c.unicode() == 0x7f)
+            c = u'_';
+    // A name the file system cannot hold keeps its head and a digest of the whole.
+    if (s.toUtf8().size() > 150)
+        s = s.left(100) + u'_' +
+            QString::fromLatin1(
+                QCryptographicHash::hash(app.CurrentServer.toUtf8(), QCryptographicHash::Sha1)
+                    .toHex());
     return s;
 }
 

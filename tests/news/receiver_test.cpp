@@ -5,6 +5,7 @@
 #include "news/headers.h"
 #include "news/line_receiver.h"
 
+#include <QDir>
 #include <gtest/gtest.h>
 
 namespace {
@@ -36,6 +37,23 @@ TEST(GroupRows, NamesServersJunkAndTheBinariesFilter) {
     App& app = t.app;
     app.CurrentServer = "news.example.com:119";
     EXPECT_EQ(ServerCacheName(app), "news_example_com:119");
+    // A TLS address has a cache file of its own like any other, read back whole.
+    app.AutoLoadGroups = true;
+    ASSERT_TRUE(QDir().mkpath(app.AppPath + "Cache"));
+    for (const QString& server :
+         {QStringLiteral("nntps://news.example.com"),
+          QStringLiteral("nntps://news.example.com:563"), QString(300, u'x') + ".example.com"}) {
+        app.CurrentServer = server;
+        app.lstGroups.clear();
+        app.lstGroups.addItem("alt.tls (4)");
+        SaveGroupsToDisk(app);
+        app.lstGroups.clear();
+        EXPECT_EQ(GetGroupFromDisk(app), 0) << server.toStdString();
+        EXPECT_EQ(texts(app.lstGroups), QStringList{"alt.tls (4)"});
+        EXPECT_FALSE(ServerCacheName(app).contains(u'/'));
+    }
+    app.lstGroups.clear();
+    app.CurrentServer = "news.example.com:119";
     for (const QString& g : {QString("alt.text (0)"), mark(1) + "alt.binaries.a (3)",
                              QString("comp.lang (0)"), QString("alt.Binaries.b (0)")})
         app.lstGroups.addItem(g);
