@@ -17,6 +17,10 @@ void Toolbar1_ButtonClick(App& app, int number) {
         cmdGroup(app, true);
     else if (caption == QLatin1String("Download"))
         lstMessages_DblClick(app);
+    else if (caption == QLatin1String("All"))
+        lstMessages_DownloadAll(app);
+    else if (caption == QLatin1String("View"))
+        lstMessages_MouseDown(app);
     else if (caption == QLatin1String("Stop"))
         cmdStop(app);
     else if (caption == QLatin1String("Connect"))
