@@ -263,7 +263,7 @@ bool SetupDialog::serverListKey(QKeyEvent* e) {
         return true;
     case Qt::Key_Return:
     case Qt::Key_Enter:
-        pickServer(app_);
+        // OK alone: a click, a move or the double click picks the server.
         cmdOK_Click();
         return true;
     default:
