@@ -131,7 +131,7 @@ void cmdDeleteServ(App& app) {
 
 void SortServerRows(App& app) {
     ListModel& list = app.txtNNTPServ;
-    ListModel& temp = app.lstTemp;
+    ListModel& temp = app.setupLstTemp;
     temp.clear();
     list.setEnabled(false);
     list.setRedraw(false);
@@ -140,7 +140,7 @@ void SortServerRows(App& app) {
     rows.reserve(list.count());
     for (int i = 0; i < list.count(); ++i)
         rows.append(ListRow{list.text(i), QString(), 0, -1, false});
-    // lstTemp is the sorted list. Taking the rows in whole and sorting once
+    // The dialog's lstTemp is the sorted list. Taking the rows in whole and sorting once
     // gives the order that adding them one by one would give (equal rows keep
     // their order), without moving the list's tail at every row.
     temp.setSorted(false);

@@ -29,7 +29,7 @@ void cmdNewServ(App& app);
 void cmdFind(App& app);
 void cmdDeleteServ(App& app);
 void cmdSort(App& app);
-// Orders the rows by their text through the sorted scratch list lstTemp.
+// Orders the rows by their text through the dialog's sorted scratch list.
 void SortServerRows(App& app);
 // Runs the command of a toolbar key: "New", "Find", "Delete", "Import",
 // "Export" or "Sort"; any other key does nothing.

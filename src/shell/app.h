@@ -116,7 +116,9 @@ public:
 
     // ---- controls ----
     ListModel lstGroups, lstMessages, lstFavorites, lstFiles, lstHTTP;
-    ListModel lstTemp, lstTempServ, SBList1;
+    // lstTemp is the main window's working copy of the favourites file;
+    // setupLstTemp is the setup dialog's own lstTemp, the sorted scratch list.
+    ListModel lstTemp, lstTempServ, SBList1, setupLstTemp;
     ListModel txtNNTPServ; // the live server list, shown by the setup dialog
     // Made and wired by the program (or a test) through AssembleControls;
     // shared pointers so that the context needs no definition of them.

@@ -159,6 +159,12 @@ TEST_F(ServerList, SortOrdersByWholeRowTextKeepingCountsInNumericOrder) {
     EXPECT_EQ(list.selCount(), 0);
     EXPECT_EQ(list.listIndex(), -1);
     EXPECT_TRUE(list.enabled() && list.visible());
+    // The sort works in the dialog's own scratch list: the main window's
+    // lstTemp, the favourites' working copy, keeps the order rows come in.
+    EXPECT_EQ(app.lstTemp.count(), 0);
+    app.lstTemp.addItem("z.example.com");
+    app.lstTemp.addItem("a.example.com");
+    EXPECT_EQ(texts(app.lstTemp), QStringList({"z.example.com", "a.example.com"}));
 }
 
 // A save that fails part way must not cost the user the list on disk.
