@@ -258,6 +258,7 @@ void MainWindow::connectCommands() {
 
     ListView* favorites = view(app_.lstFavorites);
     favorites->setDropTarget(true);
+    favorites->setSelectAllByLogic(true);
     connect(favorites, &ListView::textDropped, this,
             [this](const QString& text) { lstFavorites_Drop(app_, text); });
     connect(favorites, &ListView::rowDoubleClicked, this,
@@ -290,6 +291,7 @@ void MainWindow::connectCommands() {
 
     ListView* groups = view(app_.lstGroups);
     groups->setDragSource(true);
+    groups->setSelectAllByLogic(true);
     connect(groups, &ListView::rowDoubleClicked, this, [this](int) { lstGroups_DblClick(app_); });
     connect(groups, &ListView::keyDown, this, [this](int key, Qt::KeyboardModifiers mods) {
         if (key == Qt::Key_Return || key == Qt::Key_Enter)

@@ -2,6 +2,8 @@
 
 #include "shell/list_model.h"
 
+#include <QApplication>
+#include <QDrag>
 #include <QDragEnterEvent>
 #include <QKeyEvent>
 #include <QMimeData>
@@ -95,17 +97,44 @@ void ListView::dropEvent(QDropEvent* e) {
 void ListView::keyPressEvent(QKeyEvent* e) {
     const int key = e->key();
     emit keyDown(key, e->modifiers());
-    if (e->isAccepted()) QListView::keyPressEvent(e);
+    const bool leftToLogic = selectAllByLogic_ && e->matches(QKeySequence::SelectAll);
+    if (e->isAccepted() && !leftToLogic) QListView::keyPressEvent(e);
     emit keyHandled(key);
 }
 
 void ListView::mousePressEvent(QMouseEvent* e) {
     if (e->button() == Qt::RightButton) {
         const QModelIndex i = indexAt(e->position().toPoint());
+        rightPressAt_.reset();
+        if (dragEnabled() && model_->count() > 0) rightPressAt_ = e->position().toPoint();
         emit rightClicked(i.isValid() ? i.row() : -1);
         return;
     }
+    rightPressAt_.reset();
     QListView::mousePressEvent(e);
+}
+
+void ListView::mouseMoveEvent(QMouseEvent* e) {
+    if (rightPressAt_ && (e->buttons() & Qt::RightButton)) {
+        if ((e->position().toPoint() - *rightPressAt_).manhattanLength() >=
+            QApplication::startDragDistance()) {
+            rightPressAt_.reset();
+            startDrag(Qt::CopyAction);
+        }
+        return;
+    }
+    rightPressAt_.reset();
+    QListView::mouseMoveEvent(e);
+}
+
+void ListView::startDrag(Qt::DropActions) {
+    emit dragStarting();
+    // The carried text is the current row's, whatever is selected.
+    QMimeData* data = model_->mimeData({});
+    if (!data) return;
+    auto* drag = new QDrag(this);
+    drag->setMimeData(data);
+    drag->exec(Qt::CopyAction, Qt::CopyAction);
 }
 
 void ListView::queuePull() {

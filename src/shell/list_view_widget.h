@@ -2,6 +2,8 @@
 
 #include <QListView>
 
+#include <optional>
+
 class ListModel;
 
 // The view of one list control. The rows and their selection live in the
@@ -16,6 +18,9 @@ public:
     void setDragSource(bool on);
     // This list takes dragged rows of other lists: textDropped follows.
     void setDropTarget(bool on);
+    // Ctrl+A goes to the key handlers only, which decide (they refuse while
+    // the program is busy); the view itself selects nothing then.
+    void setSelectAllByLogic(bool on) { selectAllByLogic_ = on; }
 
 signals:
     void rowDoubleClicked(int row);
@@ -24,6 +29,8 @@ signals:
     void keyHandled(int key);
     void rightClicked(int row);
     void textDropped(const QString& text);
+    // A drag of the current row's text begins (either mouse button).
+    void dragStarting();
 
 protected:
     void keyPressEvent(QKeyEvent* e) override;
@@ -31,6 +38,8 @@ protected:
     void dragEnterEvent(QDragEnterEvent* e) override;
     void dragMoveEvent(QDragMoveEvent* e) override;
     void dropEvent(QDropEvent* e) override;
+    void mouseMoveEvent(QMouseEvent* e) override;
+    void startDrag(Qt::DropActions actions) override;
 
 private:
     void pushSelectionToModel();
@@ -42,5 +51,8 @@ private:
     bool syncing_ = false;
     bool pullQueued_ = false;
     bool dropTarget_ = false;
+    bool selectAllByLogic_ = false;
+    // Where the right button went down on a drag source; Qt drags only with the left.
+    std::optional<QPoint> rightPressAt_;
     int structureChanges_ = 0;
 };

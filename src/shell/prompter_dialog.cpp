@@ -56,7 +56,10 @@ QString DialogPrompter::openFileName(const QString& title, const QString& filter
 
 QString DialogPrompter::saveFileName(const QString& title, const QString& filter,
                                      const QString& dir) {
-    return QFileDialog::getSaveFileName(parent_, title, dir, filter);
+    // The program asks its own "OverWrite Existing File?" where it matters;
+    // the chooser's question would make the user answer twice.
+    return QFileDialog::getSaveFileName(parent_, title, dir, filter, nullptr,
+                                        QFileDialog::DontConfirmOverwrite);
 }
 
 QString DialogPrompter::directory(const QString& title, const QString& dir) {

@@ -76,6 +76,8 @@ TEST_F(Favorites, DroppedGroupRowsBecomeOneFavouritePerGroupAndServerAndDeleteRe
     QTest::keyClick(favorites, Qt::Key_Delete);
     lstFavorites_Drop(app, "alt.new");
     EXPECT_EQ(app.lstFavorites.count(), 4);
+    QTest::keyClick(favorites, Qt::Key_A, Qt::ControlModifier);
+    EXPECT_EQ(app.lstFavorites.selCount(), 2) << "nor does Ctrl+A select";
 
     app.Busy = false;
     QTest::keyClick(favorites, Qt::Key_Delete);
