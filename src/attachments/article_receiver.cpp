@@ -123,5 +123,6 @@ void ArticleData(App& app, const QByteArray& block) {
 }
 
 void ArticleEnd(App& app) {
+    if (app.harvestArticle) app.harvestArticle();
     app.MessageDone = true;
 }

@@ -76,6 +76,7 @@ RowEnd fetchRow(App& app, qint32& row, qint32 last) {
 
     QString title = app.ShowMNumbers ? list.text(row)
                                      : QString::number(list.number(row)) + u' ' + list.text(row);
+    if ((app.SaveHTTP || app.HarvestBody) && app.harvestTitle) app.harvestTitle(title);
     const qsizetype blank = title.indexOf(u' ');
     if (blank < 1) return RowEnd::Deselect;
     const qint32 number = numericPrefix(QStringView(title).left(blank)).value_or(0);

@@ -2,6 +2,7 @@
 
 #include "attachments/decode_step.h"
 #include "attachments/decoder.h"
+#include "harvest/address_scans.h"
 #include "news/news_events.h"
 #include "news/nntp_control.h"
 #include "program/settings.h"
@@ -13,4 +14,7 @@ void AssembleControls(App& app) {
     app.MDEC = std::make_shared<Decoder>();
     connectDecoderEvents(app);
     app.saveSettings = [&app] { SaveSettings(app); };
+    app.harvestData = [&app](const QByteArray& block) { HarvestHeaderData(app, block); };
+    app.harvestArticle = [&app] { HarvestArticle(app); };
+    app.harvestTitle = [&app](const QString& title) { SaveHTTPs(app, title); };
 }

@@ -19,6 +19,7 @@ class QSettings;
 class NntpControl;
 class Decoder;
 class PartRowIndex;
+struct HarvestState;
 
 // The frames of the main window, each with its title, flags and place.
 enum class Frame { Favorites, Preview, Groups, Messages, Prog, Files, HTTP, NNTP, Count };
@@ -74,6 +75,7 @@ public:
     bool ScanExclusive = false;
     QString ScanMode;
     QString OutputFile;
+    QString EmailFilter; // search text of an e-mail sweep; empty for every address
     qint32 PartDone = 0;
     qint32 PartCount = 0;
     qint32 PartIndex = 0;
@@ -197,6 +199,12 @@ public:
     // Path/From harvest (mode 3), installed by the harvest; unset, the block
     // is dropped.
     std::function<void(const QByteArray&)> harvestData;
+    // The address scans at the end of an article and of each title that
+    // cmdDownload takes; installed by the harvest, unset they do nothing.
+    std::function<void()> harvestArticle;
+    std::function<void(const QString& title)> harvestTitle;
+    // What the header scans keep between blocks; made by the harvest.
+    std::shared_ptr<HarvestState> harvest;
 
     // ---- working state of the procedures, not shown anywhere ----
     // Where the begin-line search in MessageText goes on with the next block.
