@@ -66,10 +66,23 @@ void lstMessages_DblClick(App& app) {
     menusForDownload(app, true);
 }
 
+namespace {
+
+bool canDownloadAll(const App& app) {
+    return !app.Busy && app.frame(Frame::Messages).enabled && app.lstMessages.count() > 0;
+}
+
+} // namespace
+
 void lstMessages_DownloadAll(App& app) {
-    if (app.Busy || !app.frame(Frame::Messages).enabled || app.lstMessages.count() == 0) return;
+    if (!canDownloadAll(app)) return;
     // A second F2 while one runs would nest a run inside the first.
     if (refuseWhileRunning(app)) return;
+    DownloadAllRows(app);
+}
+
+void DownloadAllRows(App& app) {
+    if (!canDownloadAll(app)) return;
     menusForDownload(app, false);
     FavoritesOnOff(app, false);
     qint32 all = -1;

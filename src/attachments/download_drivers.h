@@ -7,6 +7,9 @@ class App;
 void lstMessages_DblClick(App& app);
 // F2 on lstMessages: fetches every post of the list, from row 0 on.
 void lstMessages_DownloadAll(App& app);
+// The F2 path itself, for a driver that runs it inside a run of its own (a
+// Web sweep): the same conditions, without the refusal of a second run.
+void DownloadAllRows(App& app);
 // "&All Attachments": F2 after clearing a standing stop request.
 void menuDownloadAll_Click(App& app);
 // Right button on lstMessages: the current row goes to the message viewer.

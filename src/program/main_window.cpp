@@ -8,6 +8,8 @@
 #include "attachments/preview.h"
 #include "favorites/favorites_file.h"
 #include "favorites/favorites_list.h"
+#include "harvest/address_scans.h"
+#include "harvest/sweep.h"
 #include "news/connection.h"
 #include "news/news_commands.h"
 #include "program/commands.h"
@@ -287,6 +289,23 @@ void MainWindow::connectCommands() {
             lstMessages_DblClick(app_);
         else if (key == Qt::Key_F2)
             lstMessages_DownloadAll(app_);
+    });
+
+    on("menuWebC", [this] { menuWebC_Click(app_); });
+    on("menuWebG", [this] { menuWebG_Click(app_); });
+    on("menuWebF", [this] { menuWebF_Click(app_); });
+    on("menuWebM", [this] { menuWebM_Click(app_); });
+    on("menuEmailC", [this] { menuEmailC_Click(app_); });
+    on("menuEmailG", [this] { menuEmailG_Click(app_); });
+    on("menuEmailF", [this] { menuEmailF_Click(app_); });
+    on("menuServC", [this] { menuServC_Click(app_); });
+    on("menuServG", [this] { menuServG_Click(app_); });
+    on("menuServF", [this] { menuServF_Click(app_); });
+    ListView* links = view(app_.lstHTTP);
+    links->setToolTip(QStringLiteral("Double Click address to launch browser and go to Web site."));
+    connect(links, &ListView::rowDoubleClicked, this, [this](int) { lstHTTP_DblClick(app_); });
+    connect(links, &ListView::keyDown, this, [this](int key, Qt::KeyboardModifiers) {
+        if (key == Qt::Key_Return || key == Qt::Key_Enter) lstHTTP_DblClick(app_);
     });
 
     ListView* groups = view(app_.lstGroups);
