@@ -4,6 +4,7 @@
 #include "news/connection.h"
 #include "news/group_list.h"
 #include "news/headers.h"
+#include "news/line_receiver.h"
 #include "news/nntp_control.h"
 #include "program/assembly.h"
 #include "shell/app.h"
@@ -236,6 +237,30 @@ int main(int argc, char** argv) {
     print("xhdr_1m_list_file_save_ms", t.nsecsElapsed() / 1e6, "ms");
 
     cmdDisconnect(app);
+
+    // One line of 1000 KiB in blocks of 1 KiB, as a hostile server may send
+    // it, to the header listing and to the article receiver (inside a yEnc
+    // begin line). Work that grows with the line, not with its square, is a
+    // few milliseconds.
+    const QByteArray block(1024, 'x');
+    for (const int mode : {3, 2}) {
+        app.LastError = 0;
+        app.TransferMode = mode;
+        app.HeaderField = QStringLiteral("Subject");
+        app.SweepScope = -1;
+        app.MessageText.clear();
+        app.AttachName.clear();
+        app.beginScanFrom = app.ybeginScanFrom = 0;
+        NNTP_Document(app, 1, QByteArray());
+        NNTP_Document(app, 3, mode == 3 ? "1 " : "=ybegin line=128 size=9 name=");
+        t.restart();
+        for (int i = 0; i < 1000; ++i)
+            NNTP_Document(app, 3, block);
+        NNTP_Document(app, 3, "\r\n");
+        print(mode == 3 ? "long_line_headers_ms" : "long_line_article_ms", t.nsecsElapsed() / 1e6,
+              "ms");
+    }
+
     serverThread.quit();
     serverThread.wait();
     return 0;

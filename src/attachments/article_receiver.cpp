@@ -1,6 +1,8 @@
 #include "attachments/article_receiver.h"
 
 #include "attachments/decoded_files.h"
+#include "news/line_receiver.h"
+#include "news/nntp_stream.h"
 #include "shell/app.h"
 
 #include <QFile>
@@ -12,6 +14,10 @@ namespace {
 const QLatin1String kBegin("BEGIN");
 const QLatin1String kYbegin("=ybegin ");
 const QLatin1String kYbeginLine("\n=ybegin ");
+// A begin line is short. Only this much of one is read, so a line that never
+// ends costs the same small search with every block; one longer than this
+// has no usable name.
+constexpr qsizetype kMaxBeginLine = 4096;
 
 bool isDigit(QChar c) {
     return c >= u'0' && c <= u'9';
@@ -42,10 +48,11 @@ BeginLine findUuBegin(App& app) {
         if (p + 6 >= n) return {}; // the character that decides hasn't come
         if (isDigit(t[p + 6])) {
             // The name: behind the first blank from the mode digits on, up to a CR.
-            QStringView name = QStringView(t).mid(p + 6);
-            name = name.mid(name.indexOf(u' ') + 1);
+            const QStringView head = QStringView(t).mid(p + 6, kMaxBeginLine);
+            const QStringView name = head.mid(head.indexOf(u' ') + 1);
             const qsizetype cr = name.indexOf(u'\r');
-            return {p, cr >= 0 ? name.left(cr) : name};
+            if (cr >= 0) return {p, name.left(cr)};
+            return {p, head.size() < kMaxBeginLine ? name : QStringView()};
         }
         from = p + 7;
     }
@@ -71,9 +78,14 @@ BeginLine findYencBegin(App& app) {
         }
         app.ybeginScanFrom = k;
         qsizetype end = k;
-        while (end < n && t[end] != u'\r' && t[end] != u'\n')
+        const qsizetype limit = std::min(n, k + kMaxBeginLine);
+        while (end < limit && t[end] != u'\r' && t[end] != u'\n')
             ++end;
         if (end == n) return {};
+        if (end == limit) { // no begin line, however it goes on
+            from = end;
+            continue;
+        }
         const QStringView line = QStringView(t).mid(k, end - k);
         const qsizetype name = line.indexOf(QLatin1String(" name="));
         if (name >= 0) return {k, line.mid(name + 6)};
@@ -114,7 +126,15 @@ QString nameFromArticle(QStringView bytes) {
 }
 
 void ArticleData(App& app, const QByteArray& block) {
+    const qsizetype before = app.MessageText.size();
     app.MessageText.append(QLatin1String(block));
+    if (app.articleLineStart > before) app.articleLineStart = 0; // a new article
+    const qsizetype lf = block.lastIndexOf('\n');
+    if (lf >= 0) app.articleLineStart = before + lf + 1;
+    if (app.MessageText.size() - app.articleLineStart > kMaxLineBytes) {
+        failLongLine(app);
+        return;
+    }
     if (app.HeaderField != QLatin1String("Subject")) return;
     app.setStatus(3, u'[' + QString::number(app.PartDone) + u'/' + QString::number(app.PartCount) +
                          u']');

@@ -139,6 +139,7 @@ RowEnd fetchRow(App& app, qint32& row, qint32 last) {
 } // namespace
 
 void AppendTempBody(App& app, const QString& text) {
+    if (app.ending) return; // the temporary files are gone for good
     QFile file(app.DestDir + app.TempFile);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) return;
     file.write(text.toLatin1());
@@ -167,15 +168,21 @@ void cmdDownloadMessage(App& app, qint32& msgnum) {
         // that stays busy for a whole timeout is dropped with its connection.
         app.SkipArticle = true;
         app.TickCount = 0;
-        while (app.NNTP->busy() && !app.StopRequested && app.TickCount < app.Timeout)
+        while (app.NNTP->busy() && !app.StopRequested && !app.ending && app.TickCount < app.Timeout)
             app.DoEvents();
         if (app.NNTP->busy()) app.NNTP->cancel();
         clearArticle(app);
     }
     app.NNTP->getArticle(msgnum);
     app.TickCount = 0;
-    while (app.LastError == 0 && !app.MessageDone && app.TickCount < app.Timeout)
+    while (app.LastError == 0 && !app.MessageDone && !app.ending && app.TickCount < app.Timeout)
         app.DoEvents();
+    if (app.ending) {
+        // The process ends: the article, whole or not, is given up unwritten.
+        app.LastError = -1;
+        app.NNTP->cancel();
+        return;
+    }
     if (app.TickCount >= app.Timeout || app.LastError != 0) {
         app.setStatus(2, QStringLiteral("Timeout/Error Getting Message"));
         app.NNTP->cancel();

@@ -76,13 +76,13 @@ void cmdConnect(App& app, bool groupRetr) {
     app.setStatus(1, QStringLiteral("Connecting"));
     if (app.SweepScope == -1) app.setStatus(2, QString());
 
-    while (app.LastError == 0 && !app.IsConnected && !app.StopRequested &&
+    while (app.LastError == 0 && !app.IsConnected && !app.StopRequested && !app.ending &&
            app.TickCount <= app.Timeout) {
         app.DoEvents();
         if (app.TickCount < app.Timeout) app.setProgressValue(app.TickCount);
     }
     if (app.IsConnected) {
-        while (app.NNTP->busy() && app.LastError == 0 && !app.StopRequested)
+        while (app.NNTP->busy() && app.LastError == 0 && !app.StopRequested && !app.ending)
             app.DoEvents();
     } else if (app.LastError == 0) {
         app.ErrorText = QStringLiteral("Timeout Connecting");
@@ -135,7 +135,7 @@ void cmdDisconnect(App& app) {
         app.setStatus(1, QStringLiteral("Disconnecting"));
         app.setStatus(2, QString());
         for (int round = 0; !connectionClosed(app); ++round) {
-            if (round >= kDisconnectRounds) {
+            if (round >= kDisconnectRounds || app.ending) {
                 app.NNTP->cancel();
                 break;
             }
@@ -146,7 +146,8 @@ void cmdDisconnect(App& app) {
             }
             // WaitTicks(1), but done as soon as the closed pair is there.
             app.TickCount = 0;
-            while (app.TickCount <= 1 && !app.StopRequested && !connectionClosed(app))
+            while (app.TickCount <= 1 && !app.StopRequested && !app.ending &&
+                   !connectionClosed(app))
                 app.DoEvents();
         }
     }

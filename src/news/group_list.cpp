@@ -159,14 +159,20 @@ void cmdGroup(App& app, bool cache) {
         app.GroupsDone = false;
         app.NNTP->setDeliveryMode(1);
         app.TransferMode = 1;
+        if (!app.Busy) SetMenuItem(app, 5, true); // Stop, while the list comes
         app.NNTP->listGroups();
-        while (app.LastError == 0 && !app.GroupsDone && !app.StopRequested) {
+        while (app.LastError == 0 && !app.GroupsDone && !app.StopRequested && !app.ending) {
             app.DoEvents();
             if (app.TickCount > 2 * app.Timeout) app.LastError = -1;
         }
-        while (app.NNTP->busy() && app.LastError == 0 && !app.StopRequested)
+        while (app.NNTP->busy() && app.LastError == 0 && !app.StopRequested && !app.ending) {
             app.DoEvents();
-        if (app.GroupsDone) {
+            if (app.TickCount > 2 * app.Timeout) app.LastError = -1;
+        }
+        // A list given up is dropped with its connection: left running, it
+        // would keep the control busy and refuse every request after it.
+        if (app.NNTP->busy()) app.NNTP->cancel();
+        if (app.GroupsDone && !app.ending) {
             SaveGroupsToDisk(app);
             updatePostMarker(app);
         }

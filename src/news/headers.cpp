@@ -70,13 +70,19 @@ int cmdGetMessageHeaders(App& app, bool cache) {
             app.TickCount = 0;
             app.NNTP->setDeliveryMode(1);
             app.TransferMode = 3;
+            if (!app.Busy) SetMenuItem(app, 5, true); // Stop, while the headers come
             app.NNTP->selectGroup(groupName);
-            while (app.LastError == 0 && !app.HeadersDone && !app.StopRequested) {
+            while (app.LastError == 0 && !app.HeadersDone && !app.StopRequested && !app.ending) {
                 app.DoEvents();
                 if (app.TickCount > 2 * app.Timeout) app.LastError = -1;
             }
-            while (app.NNTP->busy() && !app.StopRequested)
+            while (app.NNTP->busy() && app.LastError == 0 && !app.StopRequested && !app.ending) {
                 app.DoEvents();
+                if (app.TickCount > 2 * app.Timeout) app.LastError = -1;
+            }
+            // A listing given up is dropped with its connection; the next
+            // command connects afresh instead of finding the control busy.
+            if (app.NNTP->busy()) app.NNTP->cancel();
         }
         app.setStatus(1, QStringLiteral("Done Retreiving Message Headers"));
         if (app.HeaderField == QLatin1String("Subject") && !app.Busy)
@@ -103,7 +109,7 @@ int cmdGetMessageHeaders(App& app, bool cache) {
             MenuOnOff(app, QStringLiteral("SG"), false);
             MenuOnOff(app, QStringLiteral("CG"), true);
             MenuOnOff(app, QStringLiteral("SM"), true);
-            app.lstMessages.save(messageListPath(app));
+            if (!app.ending) app.lstMessages.save(messageListPath(app));
         }
         app.lstMessages.setSelected(0, true);
         app.lstMessages.setListIndex(0);

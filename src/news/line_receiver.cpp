@@ -1,8 +1,11 @@
 #include "news/line_receiver.h"
 
 #include "attachments/article_receiver.h"
+#include "news/connection.h"
 #include "news/group_list.h"
 #include "news/headers.h"
+#include "news/nntp_control.h"
+#include "news/nntp_errors.h"
 #include "shell/app.h"
 #include "shell/layout.h"
 
@@ -38,27 +41,38 @@ void progressText(App& app, int rows, const char* what) {
 }
 
 // Cuts the complete lines off the front of LineBuffer and hands each to
-// handle(line) which returns false to stop. flush() runs before every pass
-// of the queue and at the end.
+// handle(line). flush() runs before every pass of the queue and at the end.
+// The search starts where the last one left off, so a line that comes in
+// many blocks is read once. Returns false when the line still waiting for
+// its end is past the limit.
 template <typename Handle, typename Flush>
-void eachCompleteLine(App& app, Handle handle, Flush flush, bool stopOnRequest) {
+bool eachCompleteLine(App& app, Handle handle, Flush flush, bool stopOnRequest) {
     Pacer pacer;
     qsizetype from = 0;
+    qsizetype scanFrom = std::min(app.lineScanFrom, app.LineBuffer.size());
+    bool stopped = false;
     for (;;) {
-        if (stopOnRequest && app.StopRequested) break;
-        const qsizetype cr = app.LineBuffer.indexOf("\r\n", from);
+        if (stopOnRequest && app.StopRequested) {
+            stopped = true;
+            break;
+        }
+        const qsizetype cr = app.LineBuffer.indexOf("\r\n", std::max(from, scanFrom));
         if (cr < 0) break;
         handle(QByteArrayView(app.LineBuffer).sliced(from, cr - from));
         from = cr + 2;
         if (pacer.due()) {
             app.LineBuffer.remove(0, from);
-            from = 0;
+            from = scanFrom = 0;
             flush();
             QCoreApplication::processEvents(QEventLoop::AllEvents);
         }
     }
     app.LineBuffer.remove(0, from);
     flush();
+    // Lines left behind by a stop are searched again; otherwise only the last
+    // byte may still start a CR LF.
+    app.lineScanFrom = stopped ? 0 : std::max<qsizetype>(app.LineBuffer.size() - 1, 0);
+    return stopped || app.LineBuffer.size() <= kMaxLineBytes;
 }
 
 void receiveGroupLines(App& app) {
@@ -85,7 +99,7 @@ void receiveGroupLines(App& app) {
         batch.append(ListRow{groupRow(lineText(name), last, first), QString(), 0, -1, false});
         progressText(app, app.lstGroups.count() + static_cast<int>(batch.size()), " Groups So Far");
     };
-    eachCompleteLine(app, handle, flush, true);
+    if (!eachCompleteLine(app, handle, flush, true)) failLongLine(app);
 }
 
 void receiveHeaderLines(App& app) {
@@ -113,7 +127,7 @@ void receiveHeaderLines(App& app) {
         progressText(app, app.lstMessages.count() + static_cast<int>(batch.size()),
                      " Messages So Far");
     };
-    eachCompleteLine(app, handle, flush, false);
+    if (!eachCompleteLine(app, handle, flush, false)) failLongLine(app);
 }
 
 void dataPath(App& app, const QByteArray& data) {
@@ -170,12 +184,24 @@ void endPath(App& app) {
 
 } // namespace
 
+void failLongLine(App& app) {
+    app.LineBuffer.clear();
+    app.lineScanFrom = 0;
+    app.MessageText.clear();
+    app.NNTP->cancel();
+    NNTP_Error(app, NntpError::ProtocolViolation,
+               NntpError::describe(NntpError::ProtocolViolation,
+                                   QStringLiteral("a line longer than 1 MiB")));
+    app.setStatus(2, QStringLiteral("Server Error: Line Too Long"));
+}
+
 void NNTP_Document(App& app, int state, const QByteArray& data) {
     if (app.TransferMode == 1 || app.TransferMode == 3) app.TickCount = 0;
     if (app.LastError != 0) return;
     switch (state) {
     case 1:
         app.LineBuffer.clear();
+        app.lineScanFrom = 0;
         break;
     case 3:
         if (app.SkipArticle) return;

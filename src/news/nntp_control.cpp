@@ -176,7 +176,7 @@ bool NntpControl::getArticle(qint64 number) {
 }
 
 bool NntpControl::quit() {
-    if (!socket_ || link_ != Link::Connected || busy_) return false;
+    if (!socket_ || link_ != Link::Connected || busy_ || reading_) return false;
     await_ = Await::Quit;
     busy_ = true;
     sendCommand(QByteArrayLiteral("QUIT"));
@@ -323,7 +323,8 @@ void NntpControl::consume(QByteArray chunk) {
         lineBuffer_.clear();
         line.append(chunk.constData() + pos, nl - pos);
         pos = nl + 1;
-        if (line.endsWith('\r')) line.chop(1);
+        lfOnlyLine_ = !line.endsWith('\r');
+        if (!lfOnlyLine_) line.chop(1);
         handleLine(line);
         if (epoch != epoch_) return;
     }

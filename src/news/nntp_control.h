@@ -64,8 +64,10 @@ public:
     // connection which of them the server lacks.
     bool getHeaders(const QString& field, const QString& first, const QString& last);
     bool getArticle(qint64 number);
-    // Sends QUIT. Fails while a request is running or before the connection
-    // is up; the caller then cancels.
+    // Sends QUIT. Fails while a request is running, before the connection is
+    // up, or from inside an event raised while a reply is being read (the
+    // reply to QUIT could not be read before that event returns); the caller
+    // then cancels.
     bool quit();
     // Drops the connection at once, whatever runs on it. Raises no error.
     void cancel();
@@ -162,6 +164,7 @@ private:
     bool noXover_ = false;
 
     QByteArray lineBuffer_;
+    bool lfOnlyLine_ = false; // the last reply line ended with LF alone
     NntpBodyDecoder bodyDecoder_;
     NntpOverviewPicker overviewPicker_;
     bool pickingOverview_ = false;

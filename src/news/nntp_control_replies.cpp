@@ -159,8 +159,9 @@ void NntpControl::handleHeadersReply(int code, const QByteArray& line) {
         beginDocument(line);
         return;
     }
-    if (code == 423) {
-        // No articles in that range: an empty listing rather than a failure.
+    if (code == 423 || code == 420) {
+        // No articles in that range (some servers say "no current article"):
+        // an empty listing rather than a failure.
         const quint64 epoch = epoch_;
         beginDocument(line);
         if (epoch == epoch_) finishDocument();
@@ -218,6 +219,12 @@ void NntpControl::deliverData(const QByteArray& data) {
         return;
     }
     const QByteArray picked = overviewPicker_.feed(data);
+    if (overviewPicker_.pending() > kMaxLineBytes) {
+        failConnection(NntpError::ProtocolViolation,
+                       NntpError::describe(NntpError::ProtocolViolation,
+                                           QStringLiteral("overview line too long")));
+        return;
+    }
     if (!picked.isEmpty()) emit document(DocumentData, picked);
 }
 
@@ -305,7 +312,8 @@ void NntpControl::becomeReady() {
 
 void NntpControl::beginDocument(const QByteArray& statusLine) {
     await_ = Await::Body;
-    bodyDecoder_.reset();
+    // A server whose status line ends with LF alone ends its data lines so too.
+    bodyDecoder_.reset(lfOnlyLine_);
     const quint64 epoch = epoch_;
     emit document(DocumentBegin, QByteArray());
     if (epoch != epoch_) return;

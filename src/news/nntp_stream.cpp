@@ -33,8 +33,17 @@ NntpBodyDecoder::Result NntpBodyDecoder::feed(const QByteArray& block, qsizetype
             const void* nl = std::memchr(p + i, '\n', static_cast<size_t>(n - i));
             if (!nl) {
                 i = n;
-            } else {
-                i = static_cast<const char*>(nl) - p + 1;
+                break;
+            }
+            const qsizetype at = static_cast<const char*>(nl) - p;
+            const bool afterCr = at > from ? p[at - 1] == '\r' : lastWasCr_;
+            i = at + 1;
+            if (afterCr) {
+                state_ = State::LineStart;
+            } else if (lfOnly_) {
+                cut(at);
+                out.append('\r');
+                spanStart = at;
                 state_ = State::LineStart;
             }
             break;
@@ -43,8 +52,8 @@ NntpBodyDecoder::Result NntpBodyDecoder::feed(const QByteArray& block, qsizetype
             if (p[i] == '\r') {
                 ++i;
                 state_ = State::DotCr;
-            } else if (p[i] == '\n') {
-                ++i; // ".\n": some servers end lines with LF alone
+            } else if (p[i] == '\n' && lfOnly_) {
+                ++i;
                 result.finished = true;
             } else {
                 spanStart = i; // the stuffing dot is gone; the rest of the line stays
@@ -67,6 +76,7 @@ NntpBodyDecoder::Result NntpBodyDecoder::feed(const QByteArray& block, qsizetype
     }
 
     result.consumed = i - from;
+    if (i > from) lastWasCr_ = p[i - 1] == '\r';
     if (result.finished) {
         state_ = State::LineStart;
         result.data = out; // everything before the terminator was cut already

@@ -2,9 +2,18 @@
 
 #include <QByteArray>
 
+// The longest line a receiver holds while it waits for the line's end. No
+// real reply comes near it; a longer line is a broken or hostile server.
+inline constexpr qsizetype kMaxLineBytes = 1024 * 1024;
+
 // Undoes the dot-stuffing of a multi-line NNTP reply while it streams in, and
 // finds its terminating "." line. Blocks may be cut anywhere: a stuffed ".."
 // or the terminator split over two blocks is recognised all the same.
+//
+// Lines end with CR LF; a bare LF inside a line (articles carry them) ends
+// nothing. A reply from a server that ends its lines with LF alone is read in
+// LF mode, where every LF ends a line and comes out as CR LF, so that what
+// follows sees one form only.
 //
 // Runs in one pass over the bytes. A block without a stuffed line and without
 // the terminator comes back as the very same (shared) QByteArray, so the
@@ -18,7 +27,11 @@ public:
     };
 
     // Starts a new reply body: the next byte is the start of a line.
-    void reset() { state_ = State::LineStart; }
+    void reset(bool lfOnly = false) {
+        state_ = State::LineStart;
+        lfOnly_ = lfOnly;
+        lastWasCr_ = false;
+    }
 
     // Takes the bytes of block from position from on. When the terminator is
     // found the bytes behind it are left alone (consumed tells where).
@@ -32,6 +45,8 @@ private:
         DotCr,     // ".\r" at a line start; a "\n" next makes it the terminator
     };
     State state_ = State::LineStart;
+    bool lfOnly_ = false;
+    bool lastWasCr_ = false; // the byte before the next block was a CR
 };
 
 // Turns unstuffed overview lines ("number TAB Subject TAB From ...") into the
@@ -50,6 +65,8 @@ public:
     QByteArray feed(const QByteArray& data);
     // What is left when the reply ended without a final CR LF.
     QByteArray finish();
+    // Bytes of a line still waiting for its end.
+    qsizetype pending() const { return partial_.size(); }
 
 private:
     void pickLine(const char* begin, const char* end, QByteArray& out) const;

@@ -34,6 +34,8 @@ void Form_Load(App& app) {
 }
 
 void cmdExit(App& app) {
+    // Closing may come from inside a wait; it must not go on behind the exit.
+    app.ending = true;
     app.StopRequested = true;
     if (app.WindowState == 2) {
         app.WindowState = 0;

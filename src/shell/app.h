@@ -214,6 +214,14 @@ public:
     std::shared_ptr<PartRowIndex> partRowIndex;
     // Paces the passes of the event queue that don't wait (LetEventsRun).
     QElapsedTimer eventPassClock;
+    // Where the last line of MessageText starts, for the limit on a line.
+    qsizetype articleLineStart = 0;
+    // LineBuffer holds no CR LF before this place: each block is searched
+    // from where the one before left off.
+    qsizetype lineScanFrom = 0;
+    // Set by cmdExit for good: every wait gives up at once, cancelling what it
+    // waited for, and nothing more is written.
+    bool ending = false;
 
     std::unique_ptr<QSettings> openSettings() const;
     FrameState& frame(Frame f) { return frames[static_cast<int>(f)]; }

@@ -16,7 +16,7 @@ void Timer1_Timer(App& app) {
 
 void WaitTicks(App& app, int n) {
     app.TickCount = 0;
-    while (app.TickCount <= n && !app.StopRequested)
+    while (app.TickCount <= n && !app.StopRequested && !app.ending)
         app.DoEvents();
 }
 

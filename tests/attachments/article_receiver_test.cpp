@@ -157,4 +157,26 @@ TEST_F(ArticleReceiver, NoSearchForTheViewerOrInASweep) {
     EXPECT_TRUE(app.MessageDone);
 }
 
+// Lines of any number add up to any size; one line past the limit fails the
+// article with its reason, and nothing more of it is kept.
+TEST_F(ArticleReceiver, OneLinePastTheLimitFailsTheArticle) {
+    const QByteArray lines = QByteArray("M").append(60, 'x').append("\r\n").repeated(1100);
+    for (int i = 0; i < 20; ++i)
+        data(lines);
+    EXPECT_EQ(app.LastError, 0);
+    EXPECT_GT(app.MessageText.size(), 1 << 20);
+
+    newArticle();
+    data("Subject: x\r\n\r\n=ybegin line=128 size=9 name=");
+    const QByteArray block(64 * 1024, 'n');
+    for (int i = 0; i < 17; ++i)
+        data(block);
+    EXPECT_EQ(app.LastError, 1010);
+    EXPECT_EQ(app.statbar[2], "Server Error: Line Too Long");
+    EXPECT_EQ(app.AttachName, "");
+    EXPECT_TRUE(app.MessageText.isEmpty());
+    data("\r\nbegin 644 late.jpg\r\n");
+    EXPECT_TRUE(app.MessageText.isEmpty());
+}
+
 } // namespace

@@ -17,11 +17,34 @@ namespace {
 struct NewsApp : TestApp {
     ScriptedNntpServer server;
 
+    // Passes of the event queue, and those a disconnect made between its
+    // start and the closed pair (-1 before the first disconnect).
+    int waitPasses = 0;
+    int disconnectPasses = -1;
+    // Whether Stop was on in every pass of the wait for a transfer.
+    bool stopOnInTransfers = true;
+
     explicit NewsApp(bool fastClock = false) {
         load();
         app.Timer1.start(fastClock ? 10 : 1000);
         EXPECT_TRUE(server.listen());
         app.CurrentServer = server.address();
+        app.DoEvents = [this, pass = app.DoEvents] {
+            ++waitPasses;
+            const bool inTransfer = app.statbar[1] == "Waiting for Group List" ||
+                                    app.statbar[1] == "Retreiving Message Headers";
+            if (inTransfer && !app.menuEnabled[5]) stopOnInTransfers = false;
+            pass();
+        };
+        QObject::connect(&app, &App::statusChanged, [this](int panel) {
+            if (panel == 1 && app.statbar[1] == "Disconnecting") disconnectStart_ = waitPasses;
+        });
+        QObject::connect(app.NNTP.get(), &NntpControl::stateChanged, [this] {
+            if (disconnectStart_ >= 0 && connectionClosed(app)) {
+                disconnectPasses = waitPasses - disconnectStart_;
+                disconnectStart_ = -1;
+            }
+        });
     }
     void greet(const QByteArray& modeReply = "200 reader mode\r\n") {
         server.send("200 scripted server ready\r\n").expect("MODE READER").send(modeReply);
@@ -45,6 +68,9 @@ struct NewsApp : TestApp {
         app.HeaderField = "Subject";
         return cmdGetMessageHeaders(app, true);
     }
+
+private:
+    int disconnectStart_ = -1;
 };
 
 TEST(Connection, ConnectListsGroupsFromBlocksCutAnywhereAndWritesTheCache) {
@@ -78,7 +104,9 @@ TEST(Connection, ConnectListsGroupsFromBlocksCutAnywhereAndWritesTheCache) {
 }
 
 // A list that stops inside a line. Silence past the timeout keeps the rows
-// so far; a drop is a server error, whose disconnect empties the list.
+// so far and gives the request up with its connection, so that nothing is
+// left busy; a drop is a server error, whose disconnect empties the list.
+// Stop stays on while the list comes.
 TEST(Connection, ListCutShortBySilenceOrADrop) {
     for (bool drop : {false, true}) {
         SCOPED_TRACE(drop ? "drop" : "silence");
@@ -94,7 +122,10 @@ TEST(Connection, ListCutShortBySilenceOrADrop) {
         EXPECT_EQ(t.app.ErrorText, drop ? "Error Connecting. (1006)" : "Timeout Getting Groups");
         const QStringList rowsSoFar{mark(1) + "alt.one (1)", mark(1) + "alt.two (2)"};
         EXPECT_EQ(texts(t.app.lstGroups), drop ? QStringList() : rowsSoFar);
-        EXPECT_TRUE(!drop || connectionClosed(t.app));
+        EXPECT_TRUE(connectionClosed(t.app));
+        EXPECT_FALSE(t.app.NNTP->busy());
+        EXPECT_TRUE(t.stopOnInTransfers);
+        EXPECT_FALSE(t.app.menuEnabled[5]) << "off again after the list";
     }
 }
 
@@ -139,6 +170,47 @@ TEST(Connection, FailedConnectsEndUnableToConnect) {
     }
 }
 
+// A server that ends its lines with LF alone is read like any other. A line
+// past the limit fails the list with its reason and drops the connection.
+// Neither leaves a cache that lacks what the server has.
+TEST(Connection, ListFromAServerOfBareLineFeedsOrWithAnEndlessLine) {
+    for (bool lfOnly : {true, false}) {
+        SCOPED_TRACE(lfOnly ? "LF alone" : "endless line");
+        NewsApp t(true);
+        ListModel cached;
+        cached.addItem("alt.cached (0)");
+        ASSERT_TRUE(cached.save(groupCachePath(t.app)));
+        if (lfOnly) {
+            t.server.send("200 ready\n").expect("MODE READER").send("200 reader\n");
+            t.server.expect("LIST").sendBlocks({"215 list\nalt.a 5 1 y\n", "alt.b 2 2 y\n.", "\n"});
+        } else {
+            const QByteArray third(400 * 1024, 'x');
+            t.greetAndList({"215 list\r\nalt.a 5 1 y\r\nalt.", third, third, third});
+            t.server.silence();
+        }
+
+        cmdConnect(t.app, false);
+        ASSERT_TRUE(t.app.IsConnected);
+        cmdGroup(t.app, false);
+
+        t.expectNoScriptErrors();
+        ASSERT_TRUE(cached.load(groupCachePath(t.app)));
+        if (lfOnly) {
+            const QStringList rows{mark(1) + "alt.a (4)", "alt.b (0)"};
+            EXPECT_EQ(texts(t.app.lstGroups), rows);
+            EXPECT_EQ(texts(cached), rows);
+            EXPECT_TRUE(connectionOpen(t.app));
+        } else {
+            EXPECT_EQ(t.app.LastError, 1010);
+            EXPECT_EQ(t.app.statbar[2], "Server Error: Line Too Long");
+            EXPECT_EQ(t.app.lstGroups.count(), 0);
+            EXPECT_EQ(texts(cached), QStringList{"alt.cached (0)"});
+            EXPECT_TRUE(connectionClosed(t.app));
+            EXPECT_TRUE(t.app.LineBuffer.isEmpty());
+        }
+    }
+}
+
 TEST(Connection, NoServerConfiguredOpensTheSetup) {
     NewsApp t;
     t.app.CurrentServer.clear();
@@ -151,15 +223,20 @@ TEST(Connection, NoServerConfiguredOpensTheSetup) {
 }
 
 // Subjects from blocks cut anywhere; then a group the server lacks, whose
-// error reply is a server error: the disconnect empties both lists.
-TEST(Headers, RowsFromBlocksCutAnywhereThenAnErrorReplyEmptiesBothLists) {
+// error reply is a server error: the disconnect empties both lists. It closes
+// at once from inside the error event, where no reply to a QUIT could be
+// read, and so does the disconnect of a login refused in mid-session.
+TEST(Headers, RowsFromBlocksCutAnywhereThenAnErrorReplyOrARefusedLoginDisconnectAtOnce) {
     NewsApp t;
     t.listOneGroup("alt.binaries.x", "5 1")
         .send("211 5 1 5 alt.binaries.x\r\n")
         .expect("XHDR Subject 1-5")
         .sendBlocks({"221 Subject follows\r\n1 first (1/2)\r\n2 ",
                      "\r\n3 FREE stuff\r\nnoblank\r\n0 zero\r\n5 last one\r\n.\r\n"});
-    t.server.expect("GROUP alt.missing").send("411 no such group\r\n").silence();
+    t.server.expect("GROUP alt.missing").send("411 no such group\r\n").drop();
+    t.greet();
+    t.server.expect("GROUP alt.locked").send("480 login first\r\n");
+    t.server.expect("AUTHINFO USER ").send("481 no\r\n").silence();
     EXPECT_EQ(t.headersOf("alt.binaries.x"), 0);
     EXPECT_EQ(texts(t.app.lstMessages), (QStringList{"first (1/2)", "", "FREE stuff", "last one"}));
     EXPECT_EQ(t.app.lstMessages.tag(0), "1 Subject");
@@ -171,14 +248,68 @@ TEST(Headers, RowsFromBlocksCutAnywhereThenAnErrorReplyEmptiesBothLists) {
     EXPECT_EQ(t.app.lstGroups.text(0), mark(1) + "alt.binaries.x (4)");
 
     t.app.CurrentGroup = "alt.missing";
+    t.disconnectPasses = -1;
     EXPECT_EQ(cmdGetMessageHeaders(t.app, true), -1);
-    t.expectNoScriptErrors();
     EXPECT_EQ(t.app.LastError, 411);
     EXPECT_EQ(t.app.statbar[2], "Server Error");
     EXPECT_EQ(t.app.ErrorText, "Error Connecting. (411)");
     EXPECT_EQ(t.app.lstGroups.count(), 0);
     EXPECT_EQ(t.app.lstMessages.count(), 0);
     EXPECT_TRUE(connectionClosed(t.app));
+    EXPECT_EQ(t.disconnectPasses, 0);
+    ASSERT_TRUE(ScriptedNntpServer::pumpUntil([&] { return !t.server.clientConnected(); }));
+
+    t.app.CurrentGroup = "alt.locked";
+    t.disconnectPasses = -1;
+    EXPECT_EQ(cmdGetMessageHeaders(t.app, true), -1);
+    t.expectNoScriptErrors();
+    EXPECT_EQ(t.app.ErrorText, "Can't Authenticate");
+    EXPECT_EQ(t.app.statbar[2], "Not Authenticated");
+    EXPECT_TRUE(connectionClosed(t.app));
+    EXPECT_EQ(t.disconnectPasses, 0);
+}
+
+// A header listing that falls silent past twice the timeout, or is stopped,
+// keeps its rows so far and gives the request up with its connection; the
+// next command connects afresh. 420 for the range is an empty group.
+TEST(Headers, SilenceOrStopGiveTheListingUpAnd420IsAnEmptyGroup) {
+    enum Case { Silence, Stop, Empty };
+    for (Case c : {Silence, Stop, Empty}) {
+        SCOPED_TRACE(c == Silence ? "silence" : c == Stop ? "stop" : "420");
+        NewsApp t(true);
+        ScriptedNntpServer& s =
+            t.listOneGroup("alt.x", "5 1").send("211 5 1 5 alt.x\r\n").expect("XHDR Subject 1-5");
+        if (c == Empty)
+            s.send("420 no current article\r\n").expect("LIST").send("215 list\r\n.\r\n");
+        else
+            s.send("221 ok\r\n1 first\r\n2 sec").silence();
+        // A wait that never gives up is stopped here, far beyond its limit.
+        bool hung = false;
+        t.app.DoEvents = [&, pass = t.app.DoEvents] {
+            pass();
+            if (c == Stop && t.app.lstMessages.count() == 1 && !t.app.StopRequested) cmdStop(t.app);
+            if (t.waitPasses > 1000 && !t.app.StopRequested) {
+                hung = true;
+                cmdStop(t.app);
+            }
+        };
+
+        EXPECT_EQ(t.headersOf("alt.x"), -1);
+
+        EXPECT_FALSE(hung);
+        EXPECT_TRUE(t.stopOnInTransfers);
+        EXPECT_FALSE(t.app.NNTP->busy());
+        EXPECT_EQ(connectionClosed(t.app), c != Empty);
+        EXPECT_EQ(t.app.LastError, c == Silence ? -1 : 0);
+        EXPECT_EQ(texts(t.app.lstMessages), c == Empty ? QStringList() : QStringList{"first"});
+        EXPECT_EQ(t.app.statbar[1], c == Empty ? "Sorry, No Messages in This Group"
+                                               : "Done Retreiving Message Headers");
+        if (c == Empty) { // the connection goes on
+            cmdGroup(t.app, false);
+            EXPECT_EQ(t.app.statbar[1], "Done Retreiving Group List");
+        }
+        t.expectNoScriptErrors();
+    }
 }
 
 // Junk is judged the same with ShowMNumbers on.

@@ -250,6 +250,25 @@ TEST_F(NntpControlTest, HeadersFallBackFromXhdrToHdrToTheOverview) {
     EXPECT_TRUE(server.scriptDone());
 }
 
+// The overview line in work is held until its end comes; one that doesn't
+// come within the limit is a broken server, not a line to wait for.
+TEST_F(NntpControlTest, AnOverviewLinePastTheLimitDropsTheConnection) {
+    const QByteArray unknown = "500 unknown command\r\n";
+    const QByteArray quarter(kMaxLineBytes / 4, 'x');
+    greet();
+    server.expect("XHDR Subject 1-3").send(unknown).expect("HDR Subject 1-3").send(unknown);
+    server.expect("XOVER 1-3")
+        .sendBlocks({"224 overview follows\r\n1\tfirst\r\n2\t", quarter, quarter, quarter, quarter,
+                     quarter})
+        .silence();
+    open();
+    fetch(nntp.getHeaders("Subject", "1", "3"));
+    EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data",
+                                       err(NntpError::ProtocolViolation), "doc-error"}));
+    EXPECT_EQ(rec.data, QByteArray("1 first\r\n"));
+    EXPECT_EQ(rec.now(), kClosed);
+}
+
 class NntpControlTlsTest : public NntpControlTest {
 protected:
     void SetUp() override {

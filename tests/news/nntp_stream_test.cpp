@@ -12,8 +12,9 @@ struct Decoded {
     qsizetype endOffset = -1;
 };
 
-Decoded decodePieces(const QList<QByteArray>& pieces) {
+Decoded decodePieces(const QList<QByteArray>& pieces, bool lfOnly = false) {
     NntpBodyDecoder decoder;
+    decoder.reset(lfOnly);
     Decoded result;
     qsizetype offset = 0;
     for (const QByteArray& piece : pieces) {
@@ -34,16 +35,20 @@ const QByteArray kUnstuffed =
     "plain line\r\n.leading dot\r\n.\r\n..\r\n\r\nends with dot.\r\n\rX\r\n.\r\n";
 
 // Splits into two pieces are the ones with an empty piece among the three.
-// Servers that end lines with a bare line feed are understood the same way.
+// A reply from a server that ends lines with a bare line feed comes out with
+// CR LF like any other. In a CR LF reply a bare line feed ends no line, so
+// neither a dot behind it nor ".\n" means anything.
 TEST(NntpBodyDecoder, EverySplitIntoThreePiecesGivesTheSamePayload) {
-    for (const char* eol : {"\r\n", "\n"}) {
-        const QByteArray stuffed = QByteArray(kStuffed).replace("\r\n", eol);
-        const QByteArray unstuffed = QByteArray(kUnstuffed).replace("\r\n", eol);
+    const QByteArray loneLf = "lone\n.\nLF\n..\r\n";
+    for (const bool lfOnly : {false, true}) {
+        const QByteArray stuffed =
+            lfOnly ? QByteArray(kStuffed).replace("\r\n", "\n") : loneLf + kStuffed;
+        const QByteArray unstuffed = lfOnly ? kUnstuffed : loneLf + kUnstuffed;
         const qsizetype terminatorEnd = stuffed.indexOf("211 next reply");
         for (qsizetype a = 0; a <= stuffed.size(); ++a) {
             for (qsizetype b = a; b <= stuffed.size(); ++b) {
                 const Decoded d =
-                    decodePieces({stuffed.left(a), stuffed.mid(a, b - a), stuffed.mid(b)});
+                    decodePieces({stuffed.left(a), stuffed.mid(a, b - a), stuffed.mid(b)}, lfOnly);
                 ASSERT_EQ(d.data, unstuffed) << "split at " << a << " and " << b;
                 ASSERT_EQ(d.endOffset, terminatorEnd) << "split at " << a << " and " << b;
             }
