@@ -54,11 +54,12 @@ void listHeaderField(App& app) {
     if (!app.NNTP->selectGroup(cleanNewsGroup(group))) app.LastError = -1;
     // The receiver clears TickCount with every block, so only silence ends
     // these waits by time.
-    while (app.LastError == 0 && !app.HeadersDone && !app.StopRequested) {
+    while (app.LastError == 0 && !app.HeadersDone && !app.StopRequested && !app.ending) {
         app.DoEvents();
         if (app.TickCount > 2 * app.Timeout) app.LastError = -1;
     }
-    while (app.NNTP->busy() && !app.StopRequested && app.TickCount <= 2 * app.Timeout)
+    while (app.NNTP->busy() && !app.StopRequested && !app.ending &&
+           app.TickCount <= 2 * app.Timeout)
         app.DoEvents();
     // Given up or stopped with the request still running: drop it, so no
     // late block lands in the next item's listing.
@@ -168,10 +169,12 @@ void menuGetSub(App& app, int lgetWhich, int getWhat, ListModel& lstb, bool isCo
             app.setStatus(2, QStringLiteral("Finding ") + fmsg);
             if (sweepItem(app, lgetWhich, getWhat, lstb, i, fmsg) != -1)
                 harvestItem(app, lgetWhich, getWhat, fmsg);
-            if (lgetWhich == 0 || app.StopRequested) break;
+            if (lgetWhich == 0 || app.StopRequested || app.ending) break;
             lstb.setSelected(i, false);
         }
-
+    }
+    // Closing the window ends the sweep where it is: no file or box after it.
+    if (run && !app.ending) {
         lstb.setEnabled(true);
         app.setStatus(2, QStringLiteral("Finding ") + fmsg);
         threeListsOn(app, false);
@@ -202,6 +205,7 @@ void menuGetSub(App& app, int lgetWhich, int getWhat, ListModel& lstb, bool isCo
     }
 
     threeListsOn(app, true);
+    app.HarvestBody = false;
     app.setStatus(2, QString());
     SetMenuItem(app, 5, false);
     app.Busy = false;
