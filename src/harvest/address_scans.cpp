@@ -54,13 +54,31 @@ void enableLinks(App& app) {
     emit app.toolbarChanged(13);
 }
 
-// "A row of lstHTTP holds it", as the list's contains-find answers.
+// "A row of lstHTTP holds it", as the list's contains-find answers: a row
+// that is the text itself answers at once, the substring index the rest.
 bool httpRowsHold(App& app, const QString& text) {
+    HarvestState& st = harvestState(app);
+    if (st.httpRevision != app.lstHTTP.textRevision()) {
+        st.httpExact.clear();
+        for (int i = 0; i < app.lstHTTP.count(); ++i)
+            st.httpExact.insert(app.lstHTTP.text(i).toCaseFolded());
+        st.httpRevision = app.lstHTTP.textRevision();
+    }
+    if (st.httpExact.contains(text.toCaseFolded())) return true;
     if (text.isEmpty() || text.contains(u' '))
         return app.lstHTTP.find(text, FindMode::Contains, 0) >= 0;
-    HarvestState& st = harvestState(app);
     if (!st.httpRows) st.httpRows = std::make_unique<RowContainsIndex>(app.lstHTTP);
     return st.httpRows->anyRowContains(text);
+}
+
+// A row of our own at the end of lstHTTP, known at once to the exact set.
+void addHttpRow(App& app, const QString& text) {
+    HarvestState& st = harvestState(app);
+    const bool current = st.httpRevision == app.lstHTTP.textRevision();
+    app.lstHTTP.addItem(text);
+    if (!current) return;
+    st.httpExact.insert(text.toCaseFolded());
+    st.httpRevision = app.lstHTTP.textRevision();
 }
 
 bool serverRowsHold(App& app, const QString& token) {
@@ -112,9 +130,23 @@ void scanPathToken(App& app, QStringView held) {
         return;
     const QString token = fromHeldBytes(held);
     app.CurrentLine = token;
-    if (serverRowsHold(app, token) || httpRowsHold(app, token)) return;
+    HarvestState& st = harvestState(app);
+    if (st.tokensServerRevision != app.txtNNTPServ.textRevision() ||
+        st.tokensHttpRevision != app.lstHTTP.textRevision()) {
+        st.knownTokens.clear();
+        st.tokensServerRevision = app.txtNNTPServ.textRevision();
+        st.tokensHttpRevision = app.lstHTTP.textRevision();
+    }
+    if (st.knownTokens.contains(token)) return;
+    if (serverRowsHold(app, token) || httpRowsHold(app, token)) {
+        st.knownTokens.insert(token);
+        return;
+    }
     app.txtNNTPServ.addItem(QString(kNewServerRow) + token);
-    app.lstHTTP.addItem(token);
+    addHttpRow(app, token);
+    st.knownTokens.insert(token);
+    st.tokensServerRevision = app.txtNNTPServ.textRevision();
+    st.tokensHttpRevision = app.lstHTTP.textRevision();
     enableLinks(app);
     UpdateListTitles(app, QStringLiteral("6"));
     app.setStatus(1, token);
@@ -178,7 +210,7 @@ void SaveHTTPs(App& app, const QString& msgTitle) {
     if (blank >= 0) address.truncate(blank + 1);
     if (httpRowsHold(app, address.trimmed())) return;
 
-    app.lstHTTP.addItem(address);
+    addHttpRow(app, address);
     app.lstHTTP.setPicture(app.lstHTTP.count() - 1, kWebImage);
     UpdateListTitles(app, QStringLiteral("4"));
     enableLinks(app);
@@ -247,7 +279,7 @@ void ScanEmailAddress(App& app, QString& lineBuffer) {
     if (lineBuffer.isEmpty() || lineBuffer.startsWith(u'.') || httpRowsHold(app, lineBuffer))
         return;
     if (!lineBuffer.contains(app.EmailFilter, Qt::CaseInsensitive)) return;
-    app.lstHTTP.addItem(lineBuffer);
+    addHttpRow(app, lineBuffer);
     app.setStatus(1, lineBuffer);
 }
 

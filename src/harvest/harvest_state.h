@@ -2,6 +2,7 @@
 
 #include "setup/server_index.h"
 
+#include <QSet>
 #include <QString>
 #include <memory>
 
@@ -20,6 +21,14 @@ struct HarvestState {
     // event queue is only appended, and the running scan consumes it.
     bool scanning = false;
     std::unique_ptr<RowContainsIndex> httpRows;
+    // The rows of lstHTTP whole, folded to one case, as of httpRevision: most
+    // lines of a group repeat an address that a row already is.
+    QSet<QString> httpExact;
+    quint64 httpRevision = ~quint64(0);
+    // Path tokens that a row held when last asked. Rows only come in during
+    // a scan, so a held token stays held until someone else edits a list.
+    QSet<QString> knownTokens;
+    quint64 tokensServerRevision = ~quint64(0), tokensHttpRevision = ~quint64(0);
     std::unique_ptr<RowContainsIndex> serverRows;
 };
 
