@@ -12,6 +12,7 @@
 #include <QTemporaryDir>
 #include <QThread>
 #include <algorithm>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <random>
@@ -275,6 +276,59 @@ TEST_F(DecoderTest, YencPartsInAndOutOfOrderAtAnyReadSize) {
         EXPECT_EQ(decode(single, Encoding::Yenc, options), escaped);
         EXPECT_EQ(outcome.result, DecodeResult::Ok) << outcome.detail.toStdString();
     }
+}
+
+// Posts as real encoders write them: parts without a "=ypart" line go one
+// after the other in part order, and a "crc32=" that differs from part to
+// part is each part's own CRC (older encoders), while one that is the same on
+// every part, or stands on the last part only, is the file's. Either way a
+// damaged part is caught.
+TEST_F(DecoderTest, YencPartsWithoutPlacementOrWithPartCrcsInTheFileCrcField) {
+    const QByteArray data = randomBytes(9000, 18);
+    const QList<QByteArray> parts = yencEncodeParts(data, {4000, 3000, 2000}, "o.bin", 100);
+    const QByteArray fileCrc = " crc32=" + hex8(yencTestCrc32(data));
+    auto withoutPartLine = [](QByteArray p) {
+        const qsizetype at = p.indexOf("=ypart ");
+        return p.remove(at, p.indexOf("\r\n", at) + 2 - at);
+    };
+    auto partCrcAsCrc32 = [&](QByteArray p) {
+        return p.replace(fileCrc, "").replace(" pcrc32=", " crc32=");
+    };
+    auto fileCrcOnly = [&](QByteArray p) {
+        p.remove(p.indexOf(" pcrc32="), 16);
+        return p.contains(fileCrc) ? p : p.insert(p.lastIndexOf("\r\n"), fileCrc);
+    };
+    struct Form {
+        const char* what;
+        std::function<QByteArray(QByteArray)> edit;
+    };
+    const Form forms[] = {
+        {"no =ypart", withoutPartLine},
+        {"part CRCs as crc32=", partCrcAsCrc32},
+        {"no =ypart, part CRCs as crc32=",
+         [&](QByteArray p) { return partCrcAsCrc32(withoutPartLine(p)); }},
+        {"file CRC on every part", fileCrcOnly},
+        {"no =ypart, file CRC on every part",
+         [&](QByteArray p) { return fileCrcOnly(withoutPartLine(p)); }},
+    };
+    for (const Form& form : forms) {
+        SCOPED_TRACE(form.what);
+        QList<QByteArray> post;
+        for (const QByteArray& p : parts)
+            post << headers(int(post.size()) + 1, 3) + form.edit(p);
+        EXPECT_EQ(decode(tempFileOf(post), Encoding::Yenc), data);
+        EXPECT_EQ(outcome.result, DecodeResult::Ok) << outcome.detail.toStdString();
+        QList<QByteArray> damaged = post;
+        corruptYencData(damaged[1]);
+        EXPECT_TRUE(decode(tempFileOf(damaged), Encoding::Yenc).isNull());
+        EXPECT_EQ(outcome.result, DecodeResult::CrcError);
+    }
+    // Without placement a missing part can't be told by offsets, only by
+    // its number.
+    EXPECT_TRUE(
+        decode(tempFileOf({withoutPartLine(parts[0]), withoutPartLine(parts[2])}), Encoding::Yenc)
+            .isNull());
+    EXPECT_EQ(outcome.result, DecodeResult::Incomplete);
 }
 
 // Damage is a typed failure that leaves no file: any cut of the post, any
