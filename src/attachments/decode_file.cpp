@@ -25,6 +25,8 @@ QString decodeResultText(DecodeResult result) {
         return QStringLiteral("Decoder not set up");
     case DecodeResult::Cancelled:
         return QStringLiteral("Decoding cancelled");
+    case DecodeResult::TargetExists:
+        return QStringLiteral("Duplicate File");
     }
     return QString();
 }
@@ -161,7 +163,7 @@ DecodeOutcome decodeFile(const QString& inPath, const QString& outPath,
     OutputSink sink(std::max(kMinSinkCapacity, 2 * std::size_t(maxLine) + 64));
     if (!sink.open(outPath)) {
         outcome.result = DecodeResult::WriteError;
-        outcome.detail = outPath;
+        outcome.detail = sink.errorText();
         return outcome;
     }
 
@@ -184,13 +186,19 @@ DecodeOutcome decodeFile(const QString& inPath, const QString& outPath,
         result = DecodeResult::Cancelled;
     } else if (sink.failed()) {
         result = DecodeResult::WriteError;
+        outcome.detail = sink.errorText();
     }
     outcome.bytesWritten = sink.highWater();
-    const bool keep =
-        result == DecodeResult::Ok || (options.keepDamaged && outcome.bytesWritten > 0);
+    bool keep = result == DecodeResult::Ok || (options.keepDamaged && outcome.bytesWritten > 0);
     if (!sink.finish(keep) && keep) {
-        result = DecodeResult::WriteError;
-        outcome.detail = outPath;
+        keep = false;
+        if (sink.targetExists()) {
+            result = DecodeResult::TargetExists;
+            outcome.detail.clear();
+        } else {
+            result = DecodeResult::WriteError;
+            outcome.detail = sink.errorText();
+        }
     }
     if (!keep) outcome.bytesWritten = 0;
     outcome.result = result;

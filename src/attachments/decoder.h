@@ -21,6 +21,7 @@ enum class DecodeResult {
     WriteError = 6,   // the target could not be written or put in place
     BadSetup = 7,     // no source, no target or an unknown encoding
     Cancelled = 8,
+    TargetExists = 9, // a file of the target's name is there; it is never replaced
 };
 
 QString decodeResultText(DecodeResult result);

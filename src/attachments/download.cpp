@@ -3,6 +3,7 @@
 #include "attachments/article_receiver.h"
 #include "attachments/collation.h"
 #include "attachments/decode_step.h"
+#include "attachments/decoded_files.h"
 #include "news/connection.h"
 #include "news/headers.h"
 #include "news/nntp_control.h"
@@ -128,7 +129,9 @@ RowEnd fetchRow(App& app, qint32& row, qint32 last) {
     }
     if (app.HarvestBody || app.StopRequested || app.AttachName.isEmpty() || app.PartIndex == -1)
         return RowEnd::Deselect;
-    if (QFile::exists(app.DestDir + app.AttachName))
+    // The test must see the name the file would be written under.
+    app.AttachName = fileNameToWrite(app.AttachName);
+    if (!app.AttachName.isEmpty() && QFile::exists(app.DestDir + app.AttachName))
         app.setStatus(2, QStringLiteral("Duplicate File"));
     else
         decodeAttachment(app);

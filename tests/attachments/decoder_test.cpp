@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -388,8 +389,15 @@ TEST_F(DecoderTest, DamagedCutShortOrJunkInputFailsCleanly) {
     writeFile("in.tmp", post);
     DecodeOptions yenc;
     yenc.encoding = Encoding::Yenc;
-    EXPECT_EQ(decodeFile(path("in.tmp"), path("no-such-dir/out.bin"), yenc).result,
-              DecodeResult::WriteError);
+    outcome = decodeFile(path("in.tmp"), path("no-such-dir/out.bin"), yenc);
+    EXPECT_EQ(outcome.result, DecodeResult::WriteError);
+    // Said in words the user can read, not as a path alone.
+    EXPECT_TRUE(outcome.detail.contains("No such file or directory"))
+        << outcome.detail.toStdString();
+    // A name as long as the file system takes leaves room for the temporary one.
+    const QString longest = path("out/" + QString(251, 'n') + ".bin");
+    EXPECT_EQ(decodeFile(path("in.tmp"), longest, yenc).result, DecodeResult::Ok);
+    EXPECT_EQ(QFileInfo(longest).size(), data.size());
 }
 
 // A line over the limit comes in pieces; pieces after the first are no lines
@@ -420,7 +428,7 @@ TEST_F(DecoderTest, ControlRunsItsSetUpStepsInBothModes) {
     writeFile("in.tmp", tempFileOf(yencEncodeParts(data, {100000, 200000}, "d.bin")));
     for (bool threaded : {false, true}) {
         SCOPED_TRACE(threaded);
-        writeFile("d.bin", "an older file of that name is replaced");
+        QFile::remove(path("d.bin"));
         Decoder d;
         d.setThreaded(threaded);
         d.setReadBufferSize(4096);
@@ -455,6 +463,27 @@ TEST_F(DecoderTest, ControlRunsItsSetUpStepsInBothModes) {
         EXPECT_EQ(f.readAll(), data);
         // Made like any new file of the user's, not private like a temporary.
         EXPECT_EQ(f.permissions(), QFile::permissions(path("in.tmp")));
+        f.close();
+
+        // A file is never replaced: a second run onto the file it made, or
+        // onto one that came while it ran, leaves that file as it is.
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        f.write("a file of that name came meanwhile");
+        f.close();
+        failures.clear();
+        ended.clear();
+        d.setAction(Decoder::ActionDecode);
+        if (threaded) {
+            ASSERT_TRUE(ended.wait(60000));
+        }
+        ASSERT_EQ(failures.size(), 1);
+        EXPECT_EQ(failures[0][0].toInt(), int(DecodeResult::TargetExists));
+        EXPECT_EQ(d.lastOutcome().result, DecodeResult::TargetExists);
+        EXPECT_EQ(d.lastOutcome().bytesWritten, 0);
+        ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+        EXPECT_EQ(f.readAll(), "a file of that name came meanwhile");
+        EXPECT_EQ(QDir(dir.path()).entryList({"*.tmp"}, QDir::Files | QDir::Hidden),
+                  QStringList{"in.tmp"});
     }
 }
 

@@ -20,6 +20,7 @@
 #include <QAction>
 #include <QDir>
 #include <QMap>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 #include <random>
@@ -199,6 +200,7 @@ TEST_F(Download, PostsThatCantBeDecodedLeaveNeitherFileNorRow) {
     postParts("dup.bin (%1/2)", {joined(dup.mid(0, 6000)), joined(dup.mid(6000))});
     const QByteArray next = randomBytes(5000, 8);
     post("next.bin", joined(uuencode(next, "next.bin")));
+    post("mine again", joined(mimeBody(randomBytes(3000, 14), "C:mine.bin")), kMime);
     openGroup();
 
     QSignalSpy documents(app.NNTP.get(), &NntpControl::document);
@@ -208,7 +210,9 @@ TEST_F(Download, PostsThatCantBeDecodedLeaveNeitherFileNorRow) {
 
     download("\"bad.bin\" yEnc (1/3)");
     EXPECT_EQ(app.LastError, int(DecodeResult::CrcError));
-    EXPECT_TRUE(shown.contains(QString::number(int(DecodeResult::CrcError))));
+    // The number, and words a user can read.
+    EXPECT_FALSE(shown.filter(QRegularExpression("^3: CRC error: part 2")).isEmpty())
+        << shown.join('|').toStdString();
     EXPECT_EQ(app.statbar[1], "File Decoded");
     EXPECT_TRUE(listed().isEmpty());
     EXPECT_TRUE(inDestDir().isEmpty()) << inDestDir().join(' ').toStdString();
@@ -223,6 +227,13 @@ TEST_F(Download, PostsThatCantBeDecodedLeaveNeitherFileNorRow) {
     EXPECT_EQ(file("next.bin"), next);
     EXPECT_EQ(listed(), QStringList{"next.bin"});
     EXPECT_FALSE(app.MessageText.contains("dup.bin"));
+
+    // The name the file would get decides, and a file is never replaced.
+    ASSERT_TRUE(t.writeFile("download/mine.bin", "mine"));
+    download("mine again");
+    EXPECT_TRUE(shown.contains("Duplicate File")) << shown.join('|').toStdString();
+    EXPECT_EQ(file("mine.bin"), "mine");
+    EXPECT_EQ(listed(), QStringList{"next.bin"});
 }
 
 // Whatever starts it, a download takes the selected rows: each post once.
