@@ -124,7 +124,8 @@ private:
 
 DecodeResult decodeUuStream(LineReader& reader, OutputSink& sink, bool allowYenc,
                             DecodeOutcome& outcome);
-DecodeResult decodeBase64Stream(LineReader& reader, OutputSink& sink, DecodeOutcome& outcome);
+DecodeResult decodeBase64Stream(LineReader& reader, OutputSink& sink, const DecodeOptions& options,
+                                DecodeOutcome& outcome);
 // `begin` is the "=ybegin" line when another decoder has already read it.
 DecodeResult decodeYencStream(LineReader& reader, OutputSink& sink, const LinePiece* begin,
                               DecodeOutcome& outcome);

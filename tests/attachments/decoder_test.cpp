@@ -219,16 +219,20 @@ TEST_F(DecoderTest, UuencodeAndBase64DecodeByteForByte) {
             tempFileOf({headers(1, 3) + "Here it is:\r\n\r\n" + lineRange(uu, 0, cut1),
                         headers(2, 3) + lineRange(uu, cut1, cut2),
                         headers(3, 3) + lineRange(uu, cut2, lines) + "-- \r\nsig\r\n"});
-        // Base64 stops at the MIME boundary, whatever follows it.
+        // Base64 stops at its part's MIME boundary, whatever follows it, and
+        // only there: a signature or a footer that ends a part before the
+        // last, even one that looks like a short last line, is passed over.
         QList<QByteArray> b64;
         for (qsizetype at = 0; at < size; at += 57)
             b64 << data.mid(at, 57).toBase64();
         const qsizetype cut = b64.size() * 2 / 5;
-        const QByteArray b64Post =
-            tempFileOf({"\r\nbegin\r\n" + lineRange(b64, 0, cut),
-                        headers(2, 2) + "Thanks\r\n" + lineRange(b64, cut, b64.size()) +
-                            "\r\n--=_boundary_42--\r\n\r\nQUJD\r\n"});
+        const QByteArray b64Post = tempFileOf(
+            {"\r\nbegin\r\n" + lineRange(b64, 0, cut) + (cut ? "-- \r\nBlueNews\r\n" : ""),
+             headers(2, 2) + "Thanks\r\n" + lineRange(b64, cut, b64.size()) +
+                 "\r\n--=_boundary_42--\r\n\r\nQUJD\r\n"});
         DecodeOptions options;
+        options.mimeBoundary = "=_boundary_42";
+        options.announcedSize = size;
         for (qsizetype buffer : {options.readBufferSize, 1 + size % 7}) {
             options.readBufferSize = buffer;
             EXPECT_EQ(decode(uuPost, Encoding::Uuencode, options), data);
@@ -236,6 +240,12 @@ TEST_F(DecoderTest, UuencodeAndBase64DecodeByteForByte) {
             if (size == 0) continue; // base64 of nothing is no data at all
             EXPECT_EQ(decode(b64Post, Encoding::Base64, options), data);
             EXPECT_EQ(outcome.result, DecodeResult::Ok);
+        }
+        // A size the post announces must be met.
+        if (size > 0) {
+            options.announcedSize = size + 1;
+            EXPECT_TRUE(decode(b64Post, Encoding::Base64, options).isNull());
+            EXPECT_EQ(outcome.result, DecodeResult::SizeMismatch);
         }
         // Without its last part the data never reaches "end".
         EXPECT_TRUE(decode(tempFileOf({headers(1, 3) + lineRange(uu, 0, cut2)}), Encoding::Uuencode)
