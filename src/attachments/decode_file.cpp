@@ -4,6 +4,7 @@
 
 #include <QFile>
 #include <algorithm>
+#include <vector>
 
 QString decodeResultText(DecodeResult result) {
     switch (result) {
@@ -25,6 +26,8 @@ QString decodeResultText(DecodeResult result) {
         return QStringLiteral("Decoder not set up");
     case DecodeResult::Cancelled:
         return QStringLiteral("Decoding cancelled");
+    case DecodeResult::TargetExists:
+        return QStringLiteral("Duplicate File");
     }
     return QString();
 }
@@ -81,11 +84,32 @@ DecodeResult decodeUuStream(LineReader& reader, OutputSink& sink, bool allowYenc
     return DecodeResult::Incomplete;
 }
 
-DecodeResult decodeBase64Stream(LineReader& reader, OutputSink& sink, DecodeOutcome& outcome) {
+namespace {
+
+// The delimiter line of a MIME part ("--" and the boundary) or the closing
+// one ("--", the boundary, "--"); blanks after it are allowed.
+bool isDelimiterLine(std::string_view text, const QByteArray& boundary) {
+    const std::string_view b(boundary.constData(), std::size_t(boundary.size()));
+    if (b.empty() || !text.starts_with("--") || text.substr(2, b.size()) != b) return false;
+    text.remove_prefix(2 + b.size());
+    if (text.starts_with("--")) text.remove_prefix(2);
+    return text.find_first_not_of(" \t") == std::string_view::npos;
+}
+
+} // namespace
+
+DecodeResult decodeBase64Stream(LineReader& reader, OutputSink& sink, const DecodeOptions& options,
+                                DecodeOutcome& outcome) {
     Base64State state;
     LinePiece line;
     bool inData = false;
     std::size_t lineLength = 0; // of the first data line, the encoder's wrap
+    // A line shorter than the wrap is the last data line only if no full one
+    // follows: a part before the last may end in a footer that looks like
+    // one. Its bytes wait here until the boundary or the end of the input.
+    std::vector<unsigned char> lastLine;
+    Base64State afterLastLine;
+    bool haveShortLine = false;
     for (;;) {
         // Lines of the full width, the bulk of the data, in runs.
         if (inData && state.count == 0 && !state.ended) {
@@ -96,6 +120,7 @@ DecodeResult decodeBase64Stream(LineReader& reader, OutputSink& sink, DecodeOutc
             if (used > 0) {
                 sink.commit(written);
                 reader.consume(used);
+                haveShortLine = false; // more data came: that was no data line
                 continue;
             }
         }
@@ -104,8 +129,9 @@ DecodeResult decodeBase64Stream(LineReader& reader, OutputSink& sink, DecodeOutc
         while (!text.empty() && (text.back() == ' ' || text.back() == '\t'))
             text.remove_suffix(1);
         const bool whole = line.first && line.last;
-        // A MIME boundary (or a signature's "-- ") after the data closes it.
-        if (inData && line.first && text.starts_with("--")) break;
+        // The part's boundary closes the data; any other line starting with
+        // "--" (a signature, a footer) is no data and is passed over below.
+        if (line.first && isDelimiterLine(text, options.mimeBoundary)) break;
         // With the wrap known, a shorter line can only be the last data line,
         // and an encoder pads that to whole quads: a stray word such as
         // "Thanks" between parts is not data.
@@ -115,27 +141,50 @@ DecodeResult decodeBase64Stream(LineReader& reader, OutputSink& sink, DecodeOutc
         // Encoders wrap at whole quads, so neither can a first data line be a
         // word like "begin" or "end".
         if (whole && !inData && text.size() % 4 != 0) continue;
+        if (whole && inData && text.size() < lineLength) {
+            // Only the first short line counts: what follows the real last
+            // line (a signature, a footer) may look like one too.
+            if (!haveShortLine) {
+                afterLastLine = state;
+                lastLine.resize(base64DecodedCapacity(text.size()));
+                const long n = base64DecodeLine(afterLastLine, text, lastLine.data());
+                haveShortLine = n >= 0;
+                lastLine.resize(std::size_t(std::max(n, 0L)));
+            }
+            continue;
+        }
         const long n =
             base64DecodeLine(state, text, sink.reserve(base64DecodedCapacity(text.size())));
         if (n < 0) continue;
+        haveShortLine = false;
         sink.commit(std::size_t(n));
         if (sink.failed()) return DecodeResult::WriteError;
         if (!inData) {
             inData = true;
             lineLength = whole ? text.size() : 0;
-        } else if (whole && text.size() < lineLength) {
-            break; // the short last line
         }
         if (state.ended) break;
     }
     if (!inData) return DecodeResult::NoBinaryData;
+    if (haveShortLine) {
+        std::copy(lastLine.begin(), lastLine.end(), sink.reserve(lastLine.size()));
+        sink.commit(lastLine.size());
+        state = afterLastLine;
+    }
     const int rest = base64Finish(state, sink.reserve(2));
     if (rest < 0) {
         outcome.detail = QStringLiteral("base64 data ends inside a byte");
         return DecodeResult::Incomplete;
     }
     sink.commit(std::size_t(rest));
-    return sink.failed() ? DecodeResult::WriteError : DecodeResult::Ok;
+    if (sink.failed()) return DecodeResult::WriteError;
+    if (options.announcedSize >= 0 && sink.position() != options.announcedSize) {
+        outcome.detail = QStringLiteral("%1 bytes decoded, the post announces %2")
+                             .arg(sink.position())
+                             .arg(options.announcedSize);
+        return DecodeResult::SizeMismatch;
+    }
+    return DecodeResult::Ok;
 }
 
 DecodeOutcome decodeFile(const QString& inPath, const QString& outPath,
@@ -161,7 +210,7 @@ DecodeOutcome decodeFile(const QString& inPath, const QString& outPath,
     OutputSink sink(std::max(kMinSinkCapacity, 2 * std::size_t(maxLine) + 64));
     if (!sink.open(outPath)) {
         outcome.result = DecodeResult::WriteError;
-        outcome.detail = outPath;
+        outcome.detail = sink.errorText();
         return outcome;
     }
 
@@ -171,7 +220,7 @@ DecodeOutcome decodeFile(const QString& inPath, const QString& outPath,
         result = decodeUuStream(reader, sink, true, outcome);
         break;
     case Encoding::Base64:
-        result = decodeBase64Stream(reader, sink, outcome);
+        result = decodeBase64Stream(reader, sink, options, outcome);
         break;
     case Encoding::Yenc:
         result = decodeYencStream(reader, sink, nullptr, outcome);
@@ -184,13 +233,19 @@ DecodeOutcome decodeFile(const QString& inPath, const QString& outPath,
         result = DecodeResult::Cancelled;
     } else if (sink.failed()) {
         result = DecodeResult::WriteError;
+        outcome.detail = sink.errorText();
     }
     outcome.bytesWritten = sink.highWater();
-    const bool keep =
-        result == DecodeResult::Ok || (options.keepDamaged && outcome.bytesWritten > 0);
+    bool keep = result == DecodeResult::Ok || (options.keepDamaged && outcome.bytesWritten > 0);
     if (!sink.finish(keep) && keep) {
-        result = DecodeResult::WriteError;
-        outcome.detail = outPath;
+        keep = false;
+        if (sink.targetExists()) {
+            result = DecodeResult::TargetExists;
+            outcome.detail.clear();
+        } else {
+            result = DecodeResult::WriteError;
+            outcome.detail = sink.errorText();
+        }
     }
     if (!keep) outcome.bytesWritten = 0;
     outcome.result = result;

@@ -4,26 +4,12 @@
 #include "attachments/decoder.h"
 #include "shell/app.h"
 #include "shell/temp_files.h"
-#include "shell/waits.h"
 
 #include <QFile>
 
 namespace {
 
 constexpr int kProgressSteps = 34;
-
-// What the decoder is given as the name: the last element of any path,
-// whichever separator the poster's system used.
-void keepLastPathElement(App& app) {
-    QString& name = app.AttachName;
-    for (const QChar separator : {u'\\', u'/', u':'}) {
-        qsizetype at;
-        while ((at = name.indexOf(separator)) >= 0) {
-            name.remove(0, at + 1);
-            LetEventsRun(app);
-        }
-    }
-}
 
 // A failure before the decoder could run. The temporary file goes with the
 // name it had, and the next attachment gets a fresh one.
@@ -45,8 +31,12 @@ void connectDecoderEvents(App& app) {
     QObject::connect(d, &Decoder::end, &app, [&app] { MDEC_End(app); });
 }
 
-void MDEC_Failure(App& app, int number, const QString&) {
-    app.setStatus(2, QString::number(number));
+void MDEC_Failure(App& app, int number, const QString& text) {
+    // The number alone tells a user nothing: the decoder's words go with it.
+    // A file that is there already reads as the duplicate it is.
+    app.setStatus(2, number == int(DecodeResult::TargetExists)
+                         ? QStringLiteral("Duplicate File")
+                         : QString::number(number) + QStringLiteral(": ") + text);
     app.LastError = number;
 }
 
@@ -63,10 +53,8 @@ void decodeAttachment(App& app) {
     app.setStatus(1, QStringLiteral("Decoding File"));
     mdec.setKeepDamaged(false);
     mdec.setSourcePath(app.DestDir + app.TempFile);
-    keepLastPathElement(app);
-    // "." or ".." would put the file beside DestDir, or nowhere.
-    if (app.AttachName.isEmpty() || app.AttachName == QLatin1String(".") ||
-        app.AttachName == QLatin1String("..")) {
+    app.AttachName = fileNameToWrite(app.AttachName);
+    if (app.AttachName.isEmpty()) {
         decodeFailed(app);
         return;
     }

@@ -1,17 +1,37 @@
 #include "attachments/decode_stream.h"
 #include "attachments/crc32.h"
 
+#include <QFileInfo>
 #include <QIODevice>
 #include <QRandomGenerator>
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
 std::string_view withoutCr(std::string_view s) {
     if (!s.empty() && s.back() == '\r') s.remove_suffix(1);
     return s;
+}
+
+// Gives the file at `from` the name `to`, never over an existing file:
+// rename(2) alone would replace it. Returns 0 or the errno value.
+int renameWithoutReplacing(const QString& from, const QString& to) {
+    const QByteArray f = QFile::encodeName(from), t = QFile::encodeName(to);
+#ifdef __linux__
+    if (::renameat2(AT_FDCWD, f.constData(), AT_FDCWD, t.constData(), RENAME_NOREPLACE) == 0)
+        return 0;
+    if (errno != EINVAL && errno != ENOSYS) return errno;
+#endif
+    // A file system without that flag: a second name, which link(2) never
+    // puts over a file, then the first name goes.
+    if (::link(f.constData(), t.constData()) != 0) return errno;
+    ::unlink(f.constData());
+    return 0;
 }
 
 } // namespace
@@ -102,16 +122,18 @@ OutputSink::OutputSink(std::size_t bufferSize)
 
 bool OutputSink::open(const QString& path) {
     target_ = path;
+    const QString dir = QFileInfo(path).path();
     // Opened as a new file, so it gets the permissions any new file of the
     // user gets (a temporary-file class would make it private).
     for (int attempt = 0; attempt < 8; ++attempt) {
-        file_.setFileName(path +
-                          QStringLiteral(".%1.tmp").arg(QRandomGenerator::global()->generate(), 8,
-                                                        16, QLatin1Char('0')));
+        file_.setFileName(
+            dir + QStringLiteral("/.zf-%1.tmp")
+                      .arg(QRandomGenerator::global()->generate(), 8, 16, QLatin1Char('0')));
         if (file_.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
             return true;
         if (!file_.exists()) break;
     }
+    errorText_ = file_.errorString();
     failed_ = true;
     return false;
 }
@@ -143,7 +165,10 @@ bool OutputSink::flush() {
     if (used_ > 0 && !failed_) {
         const qint64 written =
             file_.write(reinterpret_cast<const char*>(buffer_.get()), qint64(used_));
-        failed_ = written != qint64(used_);
+        if (written != qint64(used_)) {
+            failed_ = true;
+            errorText_ = file_.errorString();
+        }
     }
     flushedTo_ += qint64(used_);
     used_ = 0;
@@ -155,7 +180,10 @@ bool OutputSink::seek(qint64 position) {
     if (position == this->position()) return !failed_;
     flush();
     highWater_ = std::max(highWater_, flushedTo_);
-    if (!failed_ && !file_.seek(position)) failed_ = true;
+    if (!failed_ && !file_.seek(position)) {
+        failed_ = true;
+        errorText_ = file_.errorString();
+    }
     flushedTo_ = position;
     return !failed_;
 }
@@ -169,11 +197,12 @@ bool OutputSink::finish(bool keep) {
     done_ = true;
     if (keep) flush();
     file_.close();
-    // rename(2) replaces an existing target in one step, as a save should.
-    if (keep && !failed_ &&
-        ::rename(QFile::encodeName(file_.fileName()).constData(),
-                 QFile::encodeName(target_).constData()) == 0)
-        return true;
+    if (keep && !failed_) {
+        const int error = renameWithoutReplacing(file_.fileName(), target_);
+        if (error == 0) return true;
+        targetExists_ = error == EEXIST;
+        errorText_ = QString::fromLocal8Bit(std::strerror(error));
+    }
     file_.remove();
     return !keep;
 }

@@ -68,11 +68,12 @@ constexpr std::size_t kMinSinkCapacity = 256 * 1024;
 constexpr std::size_t kMaxRun = kMinSinkCapacity / 4;
 
 // Collects decoded bytes in one buffer and writes them in large blocks to a
-// temporary file beside the target, which finish() renames into place or
+// temporary file beside the target, which finish() puts into place or
 // drops. Its name ends in ".tmp", so one left by a crash goes with the other
-// temporary files at the next start. No fsync: a decoded file can be fetched
-// again, and a forced flush of every download to disk would cost more than
-// the decoding.
+// temporary files at the next start, and it is short, so any target name the
+// file system takes has a temporary one too. No fsync: a decoded file can be
+// fetched again, and a forced flush of every download to disk would cost
+// more than the decoding.
 // The decoders write straight into the buffer: reserve(), then commit().
 class OutputSink {
 public:
@@ -94,7 +95,12 @@ public:
 
     bool failed() const { return failed_; }
     // Flushes and puts the file in place when `keep` is set, else drops it.
+    // A file already at the target is never replaced: finish fails and
+    // targetExists() says so.
     bool finish(bool keep);
+    bool targetExists() const { return targetExists_; }
+    // Why opening, writing or placing the file failed, in the system's words.
+    QString errorText() const { return errorText_; }
 
 private:
     bool flush();
@@ -112,11 +118,14 @@ private:
     qint64 highWater_ = 0;
     bool crcEnabled_ = false;
     bool failed_ = false;
+    bool targetExists_ = false;
+    QString errorText_;
 };
 
 DecodeResult decodeUuStream(LineReader& reader, OutputSink& sink, bool allowYenc,
                             DecodeOutcome& outcome);
-DecodeResult decodeBase64Stream(LineReader& reader, OutputSink& sink, DecodeOutcome& outcome);
+DecodeResult decodeBase64Stream(LineReader& reader, OutputSink& sink, const DecodeOptions& options,
+                                DecodeOutcome& outcome);
 // `begin` is the "=ybegin" line when another decoder has already read it.
 DecodeResult decodeYencStream(LineReader& reader, OutputSink& sink, const LinePiece* begin,
                               DecodeOutcome& outcome);

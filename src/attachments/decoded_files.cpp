@@ -11,6 +11,26 @@
 namespace {
 
 constexpr qsizetype kMaxNameLength = 120;
+// What the usual file systems take for one name (NAME_MAX), in bytes of UTF-8.
+constexpr qsizetype kMaxNameBytes = 255;
+// A longer "extension" is a dot inside a long name, not a file type.
+constexpr qsizetype kMaxExtensionBytes = 32;
+
+// The longest start of `s` that takes at most `bytes` bytes in UTF-8,
+// never ending inside a surrogate pair.
+QStringView utf8Prefix(QStringView s, qsizetype bytes) {
+    qsizetype i = 0;
+    while (i < s.size()) {
+        const char16_t c = s[i].unicode();
+        const bool pair =
+            QChar::isHighSurrogate(c) && i + 1 < s.size() && s[i + 1].isLowSurrogate();
+        const qsizetype n = pair ? 4 : c < 0x80 ? 1 : c < 0x800 ? 2 : 3;
+        if (n > bytes) break;
+        bytes -= n;
+        i += pair ? 2 : 1;
+    }
+    return s.first(i);
+}
 
 // The row the handlers act on: the current one, or the first selected
 // where the list has none current.
@@ -43,8 +63,45 @@ void deleteFile(App& app) {
 
 } // namespace
 
+QString fileNameToWrite(QStringView name) {
+    for (qsizetype i = 0; i < name.size(); ++i) {
+        if (name[i] == u'\r' || name[i] == u'\n') {
+            name.truncate(i);
+            break;
+        }
+    }
+    for (qsizetype i = name.size(); i-- > 0;) {
+        if (name[i] == u'\\' || name[i] == u'/' || name[i] == u':') {
+            name = name.sliced(i + 1);
+            break;
+        }
+    }
+    QString kept;
+    kept.reserve(name.size());
+    for (const QChar c : name)
+        if (c.category() != QChar::Other_Control) kept += c;
+    kept = kept.trimmed();
+    if (kept == u"." || kept == u"..") return QString();
+    if (kept.toUtf8().size() <= kMaxNameBytes) return kept;
+    const qsizetype dot = kept.lastIndexOf(u'.');
+    QStringView extension;
+    if (dot > 0) extension = QStringView(kept).sliced(dot);
+    qsizetype extensionBytes = extension.toUtf8().size();
+    if (extensionBytes > kMaxExtensionBytes) {
+        extension = {};
+        extensionBytes = 0;
+    }
+    const QStringView stem = QStringView(kept).first(kept.size() - extension.size());
+    return (utf8Prefix(stem, kMaxNameBytes - extensionBytes).toString() + extension.toString())
+        .trimmed();
+}
+
 void CleanAttachName(App& app) {
     QString& name = app.AttachName;
+    // The name ends with its line. The receiver cuts at a CR; a bare LF
+    // would bring the next line along.
+    const qsizetype lf = name.indexOf(u'\n');
+    if (lf >= 0) name.truncate(lf);
     if (name.size() > kMaxNameLength) name.clear();
     if (name.isEmpty()) return;
     // A name never reaches outside DestDir: every separator stays in the name.
@@ -54,6 +111,8 @@ void CleanAttachName(App& app) {
     if (name.endsWith(u'"')) name.chop(1);
     const qsizetype bar = name.indexOf(u'|');
     if (bar >= 0) name[bar] = u'-';
+    // The duplicate test that follows must see the name the file will get.
+    name = fileNameToWrite(name);
 }
 
 void AddaFile(App& app, QString& tmp) {

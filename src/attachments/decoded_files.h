@@ -6,8 +6,17 @@ class App;
 
 // Makes AttachName, a name found in an article, fit to stand in DestDir:
 // too long a name is dropped, path separators and "*" become "_", quotes
-// around it go, the first "|" becomes "-". Empty means no attachment.
+// around it go, the first "|" becomes "-"; then it becomes the name the file
+// will be written under (fileNameToWrite). Empty means no attachment.
 void CleanAttachName(App& app);
+
+// The name a decoded file is written under, from a name an article gives:
+// the last element of any path (whichever separator the poster's system
+// used), up to a line end, without control characters or blanks around it,
+// and no longer than a file system takes, the extension kept when it is
+// cut. Empty when nothing usable is left ("." and ".." included). Applying
+// it twice changes nothing, so every test of a file's existence can use it.
+QString fileNameToWrite(QStringView name);
 
 // Lists a file that now exists in DestDir in lstFiles with the icon of its
 // type, unless a row holds its name already; previews it when it isn't a

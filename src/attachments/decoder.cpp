@@ -52,6 +52,11 @@ void Decoder::setEncoding(const QString& name) {
     encoding_ = encodingFromName(name);
 }
 
+void Decoder::setMimePart(const QByteArray& boundary, qint64 announcedSize) {
+    mimeBoundary_ = boundary;
+    announcedSize_ = announcedSize;
+}
+
 void Decoder::setAction(int code) {
     if (code == ActionDecode) start();
 }
@@ -65,6 +70,8 @@ DecodeOptions Decoder::runOptions() {
     options.encoding = *encoding_;
     options.readBufferSize = readBufferSize_;
     options.keepDamaged = keepDamaged_;
+    options.mimeBoundary = mimeBoundary_;
+    options.announcedSize = announcedSize_;
     options.cancel = &cancel_;
     return options;
 }

@@ -21,6 +21,7 @@ enum class DecodeResult {
     WriteError = 6,   // the target could not be written or put in place
     BadSetup = 7,     // no source, no target or an unknown encoding
     Cancelled = 8,
+    TargetExists = 9, // a file of the target's name is there; it is never replaced
 };
 
 QString decodeResultText(DecodeResult result);
@@ -47,6 +48,10 @@ struct DecodeOptions {
     // Called after each read with the bytes of input consumed and the input's
     // size, on the thread that decodes.
     std::function<void(qint64 done, qint64 total)> progress;
+    // Base64 in a MIME part: the boundary that closes the part (without the
+    // leading "--"), and the size its headers announce, -1 when none.
+    QByteArray mimeBoundary;
+    qint64 announcedSize = -1;
     // Set from any thread to stop the run at its next read.
     const std::atomic<bool>* cancel = nullptr;
 };
@@ -86,6 +91,10 @@ public:
     void setEncoding(const QString& name);
     // ActionDecode starts a run; other codes are ignored.
     void setAction(int code);
+    // For base64 from a MIME part: the part's boundary and announced size
+    // (DecodeOptions). Kept until set again; the download sets both for
+    // every base64 post.
+    void setMimePart(const QByteArray& boundary, qint64 announcedSize);
 
     // Starts a run. Returns false, doing nothing, while a run is under way.
     // A set-up that cannot run gives its failure and end events at once.
@@ -114,6 +123,8 @@ private:
     QString targetPath_;
     int progressSteps_ = 0;
     std::optional<Encoding> encoding_ = Encoding::Uuencode;
+    QByteArray mimeBoundary_;
+    qint64 announcedSize_ = -1;
     bool threaded_ = true;
     qsizetype readBufferSize_ = DecodeOptions{}.readBufferSize;
 

@@ -3,6 +3,8 @@
 #include "attachments/article_receiver.h"
 #include "attachments/collation.h"
 #include "attachments/decode_step.h"
+#include "attachments/decoded_files.h"
+#include "attachments/decoder.h"
 #include "news/connection.h"
 #include "news/headers.h"
 #include "news/nntp_control.h"
@@ -12,6 +14,7 @@
 #include "shell/waits.h"
 
 #include <QFile>
+#include <QRegularExpression>
 
 namespace {
 
@@ -28,11 +31,42 @@ void clearArticle(App& app) {
     app.MessageDone = false;
 }
 
+// What the headers of a base64 part tell the decoder, which sees only what
+// follows them: the boundary that closes the part, from the delimiter line
+// just above its headers, and the size a "size=" parameter announces.
+void tellDecoderOfMimePart(App& app, QStringView text, qsizetype filename) {
+    static const QRegularExpression sizeParameter(
+        QStringLiteral("(?:^|[;\\s])size\\s*=\\s*\"?(\\d{1,18})\"?(?:[;\\s]|$)"),
+        QRegularExpression::CaseInsensitiveOption);
+    QByteArray boundary;
+    qint64 size = -1;
+    if (filename >= 0) {
+        qsizetype headersEnd = text.indexOf(u"\r\n\r\n", filename);
+        if (headersEnd < 0) headersEnd = text.size();
+        qsizetype partStart = 0;
+        const qsizetype delimiter = text.lastIndexOf(u"\n--", filename);
+        // The delimiter opens this part only when no blank line ends a
+        // header block between it and the name.
+        if (delimiter >= 0 && text.indexOf(u"\r\n\r\n", delimiter) == headersEnd) {
+            qsizetype lineEnd = delimiter + 3;
+            while (lineEnd < text.size() && text[lineEnd] != u'\r' && text[lineEnd] != u'\n')
+                ++lineEnd;
+            boundary = text.sliced(delimiter + 3, lineEnd - delimiter - 3).trimmed().toLatin1();
+            partStart = lineEnd;
+        }
+        const QRegularExpressionMatch m =
+            sizeParameter.match(text.sliced(partStart, headersEnd - partStart).toString());
+        if (m.hasMatch()) size = m.captured(1).toLongLong();
+    }
+    app.MDEC->setMimePart(boundary, size);
+}
+
 // A MIME base64 attachment, seen in the first part: its name from
 // "filename=", its data from the first line behind the blank line.
 void takeBase64Body(App& app) {
     QString& text = app.MessageText;
     const qsizetype at = text.indexOf(QLatin1String("filename="));
+    tellDecoderOfMimePart(app, text, at);
     if (at >= 0) {
         text.remove(0, at + 9);
         app.AttachName = text;
@@ -129,7 +163,9 @@ RowEnd fetchRow(App& app, qint32& row, qint32 last) {
     }
     if (app.HarvestBody || app.StopRequested || app.AttachName.isEmpty() || app.PartIndex == -1)
         return RowEnd::Deselect;
-    if (QFile::exists(app.DestDir + app.AttachName))
+    // The test must see the name the file would be written under.
+    app.AttachName = fileNameToWrite(app.AttachName);
+    if (!app.AttachName.isEmpty() && QFile::exists(app.DestDir + app.AttachName))
         app.setStatus(2, QStringLiteral("Duplicate File"));
     else
         decodeAttachment(app);

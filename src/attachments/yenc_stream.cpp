@@ -12,6 +12,14 @@ struct PartRecord {
     std::uint32_t crc = 0;
 };
 
+// A "crc32=" on a part of several that gives no "pcrc32=": the file's CRC,
+// or (from older encoders) the part's own; finish() decides which.
+struct UnclearCrc {
+    std::int64_t part = 0;
+    std::uint32_t given = 0;
+    std::uint32_t partCrc = 0;
+};
+
 QString hex(std::uint32_t v) {
     return QStringLiteral("%1").arg(v, 8, 16, QLatin1Char('0'));
 }
@@ -29,7 +37,10 @@ public:
     DecodeResult keywordLine(std::string_view text);
     DecodeResult data(std::string_view text) {
         if (!inPart_) return DecodeResult::Ok;
-        if (!placed_) place(0, std::nullopt);
+        if (!placed_) {
+            const DecodeResult r = placeInOrder();
+            if (r != DecodeResult::Ok) return r;
+        }
         const std::size_t n = yencDecode(text, sink_.reserve(text.size()), escape_);
         sink_.commit(n);
         dataSeen_ = dataSeen_ || n > 0;
@@ -42,6 +53,8 @@ private:
     DecodeResult beginPart(const YencKeywords& k);
     DecodeResult placePart(const YencKeywords& k);
     DecodeResult endPart(const YencKeywords& k);
+    DecodeResult placeInOrder();
+    DecodeResult checkUnclearCrcs();
     void place(qint64 offset, std::optional<qint64> size) {
         placed_ = true;
         partBegin_ = offset;
@@ -57,6 +70,7 @@ private:
     OutputSink& sink_;
     DecodeOutcome& outcome_;
     std::vector<PartRecord> parts_;
+    std::vector<UnclearCrc> unclearCrcs_;
     std::optional<qint64> fileSize_;
     std::optional<std::int64_t> total_;
     std::optional<std::uint32_t> fileCrc_;
@@ -68,6 +82,9 @@ private:
     qint64 partBegin_ = 0;
     std::optional<qint64> partSize_; // from "=ypart", or the file size for a single part
     std::int64_t partNumber_ = 0;
+    // Where a part without "=ypart" goes: behind the part before it.
+    std::int64_t nextInOrder_ = 1;
+    qint64 endInOrder_ = 0;
 };
 
 DecodeResult YencAssembly::keywordLine(std::string_view text) {
@@ -120,9 +137,26 @@ DecodeResult YencAssembly::placePart(const YencKeywords& k) {
     return sink_.failed() ? DecodeResult::WriteError : DecodeResult::Ok;
 }
 
+// Parts without "=ypart" are written one after the other in part order, as
+// the download collects them; a number out of that order can't be placed.
+DecodeResult YencAssembly::placeInOrder() {
+    if (partNumber_ > nextInOrder_)
+        return fail(DecodeResult::Incomplete, QStringLiteral("part %1 missing").arg(nextInOrder_));
+    if (partNumber_ < nextInOrder_)
+        return fail(DecodeResult::SizeMismatch,
+                    QStringLiteral("part %1 without a place after part %2")
+                        .arg(partNumber_)
+                        .arg(nextInOrder_ - 1));
+    place(endInOrder_, std::nullopt);
+    return sink_.failed() ? DecodeResult::WriteError : DecodeResult::Ok;
+}
+
 DecodeResult YencAssembly::endPart(const YencKeywords& k) {
     inPart_ = false;
-    if (!placed_) place(0, std::nullopt);
+    if (!placed_) {
+        const DecodeResult r = placeInOrder();
+        if (r != DecodeResult::Ok) return r;
+    }
     const qint64 decoded = sink_.position() - partBegin_;
     const std::uint32_t crc = sink_.crc();
     if ((k.size && *k.size != decoded) || (partSize_ && *partSize_ != decoded))
@@ -131,19 +165,46 @@ DecodeResult YencAssembly::endPart(const YencKeywords& k) {
                                                     .arg(decoded)
                                                     .arg(partSize_.value_or(k.size.value_or(0))));
     // A single part carries the file's CRC as "crc32"; in a multi-part post
-    // that is the whole file's, checked at the end, and "pcrc32" the part's.
+    // "pcrc32" is the part's, and "crc32" beside it the whole file's, checked
+    // at the end. A "crc32" alone on a part of several is decided there.
     std::optional<std::uint32_t> partCrc = k.pcrc32;
     if (!multipart_ && !partCrc) partCrc = k.crc32;
     if (partCrc && *partCrc != crc)
         return fail(DecodeResult::CrcError, QStringLiteral("part %1: CRC32 %2, expected %3")
                                                 .arg(partNumber_)
                                                 .arg(hex(crc), hex(*partCrc)));
-    if (multipart_ && k.crc32) {
+    if (multipart_ && k.crc32 && k.pcrc32) {
         if (fileCrc_ && *fileCrc_ != *k.crc32)
             return fail(DecodeResult::CrcError, QStringLiteral("parts give different file CRCs"));
         fileCrc_ = k.crc32;
+    } else if (multipart_ && k.crc32) {
+        unclearCrcs_.push_back(UnclearCrc{partNumber_, *k.crc32, crc});
     }
     parts_.push_back(PartRecord{partBegin_, decoded, crc});
+    nextInOrder_ = partNumber_ + 1;
+    endInOrder_ = partBegin_ + decoded;
+    return DecodeResult::Ok;
+}
+
+// A "crc32" without "pcrc32" on the parts of a post: when every part that
+// gives one gives the same value (modern encoders put it on the last part,
+// some on all), it is the file's CRC; when the values differ from part to
+// part, each is that part's own CRC, as older encoders wrote it, and is
+// checked against the part. Either way no damaged part passes.
+DecodeResult YencAssembly::checkUnclearCrcs() {
+    if (unclearCrcs_.empty()) return DecodeResult::Ok;
+    const std::uint32_t first = unclearCrcs_.front().given;
+    const bool oneValue = std::all_of(unclearCrcs_.begin(), unclearCrcs_.end(),
+                                      [first](const UnclearCrc& u) { return u.given == first; });
+    if (oneValue && (!fileCrc_ || *fileCrc_ == first)) {
+        fileCrc_ = first;
+        return DecodeResult::Ok;
+    }
+    for (const UnclearCrc& u : unclearCrcs_)
+        if (u.given != u.partCrc)
+            return fail(DecodeResult::CrcError, QStringLiteral("part %1: CRC32 %2, expected %3")
+                                                    .arg(u.part)
+                                                    .arg(hex(u.partCrc), hex(u.given)));
     return DecodeResult::Ok;
 }
 
@@ -184,6 +245,7 @@ DecodeResult YencAssembly::finish() {
     if (total_ && distinct < *total_)
         return fail(DecodeResult::Incomplete,
                     QStringLiteral("%1 of %2 parts").arg(distinct).arg(*total_));
+    if (const DecodeResult r = checkUnclearCrcs(); r != DecodeResult::Ok) return r;
     if (fileCrc_ && *fileCrc_ != crc)
         return fail(DecodeResult::CrcError,
                     QStringLiteral("file CRC32 %1, expected %2").arg(hex(crc), hex(*fileCrc_)));

@@ -40,6 +40,20 @@ bool looksComplete(QFile& file, const QByteArray& format) {
     return true;
 }
 
+// The formats a preview shows, told by their first bytes, whatever the
+// name says. No other image reader ever sees a downloaded file: each is more
+// code a hostile file can reach, and some (the ICNS one) read what a header
+// claims before any allocation limit applies.
+QByteArray previewFormat(QIODevice& file) {
+    const QByteArray head = file.peek(12);
+    if (head.startsWith("\x89PNG\r\n\x1a\n")) return "png";
+    if (head.startsWith("\xFF\xD8\xFF")) return "jpeg";
+    if (head.startsWith("GIF87a") || head.startsWith("GIF89a")) return "gif";
+    if (head.startsWith("BM")) return "bmp";
+    if (head.startsWith("RIFF") && head.mid(8) == "WEBP") return "webp";
+    return {};
+}
+
 // The size at which a picture of this size is kept.
 QSize keptSize(QSize size) {
     const qint64 pixels = qint64(size.width()) * size.height();
@@ -55,10 +69,11 @@ QImage loadPicture(const QString& path) {
     QImageReader::setAllocationLimit(kAllocationLimitMb);
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) return {};
-    QImageReader reader(&file);
-    reader.setAutoTransform(true);
-    const QByteArray format = reader.format();
+    const QByteArray format = previewFormat(file);
     if (format.isEmpty()) return {};
+    QImageReader reader(&file, format);
+    reader.setAutoDetectImageFormat(false);
+    reader.setAutoTransform(true);
     const QSize size = reader.size();
     if (size.isValid()) {
         if (size.isEmpty()) return {};

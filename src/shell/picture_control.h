@@ -5,7 +5,8 @@
 #include <QObject>
 #include <QString>
 
-// Reads a picture file for showing. Decoding is bounded: a picture larger
+// Reads a picture file for showing: PNG, JPEG, GIF, BMP or WebP, told by
+// its content and read by that format's reader alone. Decoding is bounded: a picture larger
 // than a screen is decoded at a smaller size where the format allows, no
 // image may need more than a fixed allocation, and a file that is cut short
 // counts as unreadable. A null image means the file can't be shown.

@@ -25,6 +25,7 @@ protected:
         app.MessageText.clear();
         app.AttachName.clear();
         app.beginScanFrom = app.ybeginScanFrom = 0;
+        app.MessageDone = app.SkipArticle = false;
     }
     void data(const QByteArray& block) { NNTP_Document(app, 3, block); }
 
@@ -116,6 +117,18 @@ TEST_F(ArticleReceiver, NamesFromBeginLines) {
         {"begin 644 \"\r\n", ""},
         {"begin 644 " + QByteArray(120, 'a') + "\r\n", QString(120, 'a')},
         {"begin 644 " + QByteArray(121, 'a') + "\r\n", ""},
+        // The name the file will be written under: the last path element,
+        // trimmed, without control characters or what a bare LF leaves.
+        {"begin 644 C:pic.jpg\r\n", "pic.jpg"},
+        {"=ybegin line=128 size=5 name=Show: ep1.rar  \t\r\n", "ep1.rar"},
+        {"begin 644 a.bin\nM86)C\r\n", "a.bin"},
+        {"begin 644 a\x01\x7f"
+         "b.bin\r\n",
+         "ab.bin"},
+        {"begin 644 :\r\n", ""},
+        // Under 120 characters but over 255 bytes: cut to fit, the extension kept.
+        {"begin 644 " + QByteArray(100, 'x').replace("x", "\xe2\x82\xac") + ".jpg\r\n",
+         QString(83, QChar(0x20ac)) + ".jpg"},
     };
     for (const auto& [text, name] : cases) {
         SCOPED_TRACE(text.toStdString());
@@ -131,6 +144,15 @@ TEST_F(ArticleReceiver, AnExistingFileEndsTheArticleAndDropsTheRest) {
     ASSERT_TRUE(t.writeFile("download/there.jpg", "old"));
     app.PartDone = 2;
     app.PartCount = 5;
+    // The test sees the name the file would be written under.
+    for (const char* line :
+         {"begin 644 C:there.jpg\r\n", "=ybegin size=3 name=x: there.jpg \r\n"}) {
+        newArticle();
+        data(QByteArray("Subject: x\r\n\r\n") + line);
+        EXPECT_EQ(app.statbar[2], "Duplicate File") << line;
+        EXPECT_TRUE(app.MessageDone) << line;
+    }
+    newArticle();
     data("Subject: x\r\n\r\nbegin 644 there.jpg\r\n");
     EXPECT_EQ(app.statbar[2], "Duplicate File");
     EXPECT_EQ(app.statbar[3], "[2/5]");

@@ -13,6 +13,7 @@
 #include "test_data.h"
 
 #include <QAction>
+#include <QDataStream>
 #include <QDir>
 #include <QFile>
 #include <QGroupBox>
@@ -27,6 +28,23 @@ const QColor kTeal(0, 128, 128);
 const QByteArray kGif("GIF89a\x01\x00\x01\x00\x80\x00\x00\xff\xff\xff\x00\x00\x00"
                       ",\x00\x00\x00\x00\x01\x00\x01\x00\x00\x02\x02\x44\x01\x00;",
                       35);
+
+// A macOS icon file: "icns" and its length, a table of contents whose one
+// entry claims 4 GB, and that entry, a PNG signature and nothing behind it.
+QByteArray icnsClaiming4Gb() {
+    QByteArray data;
+    QDataStream out(&data, QIODevice::WriteOnly);
+    out.writeRawData("icns", 4);
+    out << quint32(151);
+    out.writeRawData("TOC ", 4);
+    out << quint32(16);
+    out.writeRawData("ic08", 4);
+    out << quint32(0xFFFFFFFF);
+    out.writeRawData("ic08", 4);
+    out << quint32(127);
+    out.writeRawData("\x89PNG\r\n\x1a\n\0\0\0\r", 12);
+    return data.leftJustified(151, '\0');
+}
 
 TEST(PictureControl, KeepsItsPictureWhenAFileCantBeShownAndShrinksHugeOnes) {
     TestApp t;
@@ -51,6 +69,13 @@ TEST(PictureControl, KeepsItsPictureWhenAFileCantBeShownAndShrinksHugeOnes) {
         {"whole.jpg", jpeg, true},
         {"whole.bmp", bmp, true},
         {"whole.gif", kGif, true},
+        {"whole.webp", encoded(filled({16, 8}, Qt::blue), "WEBP"), true},
+        // The content decides, never the name.
+        {"png.jpg", png({8, 8}, Qt::blue), true},
+        // Only the formats a preview needs: no other reader sees a download.
+        {"icon.jpg", encoded(filled({16, 16}, Qt::blue), "ICNS"), false},
+        {"hostile.jpg", icnsClaiming4Gb(), false},
+        {"tiff.jpg", encoded(filled({8, 8}, Qt::blue), "TIFF"), false},
         {"cut.png", cutPng.left(cutPng.size() * 6 / 10), false},
         {"cut.jpg", jpeg.left(jpeg.size() * 6 / 10), false},
         {"cut.bmp", bmp.left(bmp.size() / 2), false},

@@ -7,11 +7,13 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QThread>
 #include <algorithm>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <random>
@@ -217,16 +219,20 @@ TEST_F(DecoderTest, UuencodeAndBase64DecodeByteForByte) {
             tempFileOf({headers(1, 3) + "Here it is:\r\n\r\n" + lineRange(uu, 0, cut1),
                         headers(2, 3) + lineRange(uu, cut1, cut2),
                         headers(3, 3) + lineRange(uu, cut2, lines) + "-- \r\nsig\r\n"});
-        // Base64 stops at the MIME boundary, whatever follows it.
+        // Base64 stops at its part's MIME boundary, whatever follows it, and
+        // only there: a signature or a footer that ends a part before the
+        // last, even one that looks like a short last line, is passed over.
         QList<QByteArray> b64;
         for (qsizetype at = 0; at < size; at += 57)
             b64 << data.mid(at, 57).toBase64();
         const qsizetype cut = b64.size() * 2 / 5;
-        const QByteArray b64Post =
-            tempFileOf({"\r\nbegin\r\n" + lineRange(b64, 0, cut),
-                        headers(2, 2) + "Thanks\r\n" + lineRange(b64, cut, b64.size()) +
-                            "\r\n--=_boundary_42--\r\n\r\nQUJD\r\n"});
+        const QByteArray b64Post = tempFileOf(
+            {"\r\nbegin\r\n" + lineRange(b64, 0, cut) + (cut ? "-- \r\nBlueNews\r\n" : ""),
+             headers(2, 2) + "Thanks\r\n" + lineRange(b64, cut, b64.size()) +
+                 "\r\n--=_boundary_42--\r\n\r\nQUJD\r\n"});
         DecodeOptions options;
+        options.mimeBoundary = "=_boundary_42";
+        options.announcedSize = size;
         for (qsizetype buffer : {options.readBufferSize, 1 + size % 7}) {
             options.readBufferSize = buffer;
             EXPECT_EQ(decode(uuPost, Encoding::Uuencode, options), data);
@@ -234,6 +240,12 @@ TEST_F(DecoderTest, UuencodeAndBase64DecodeByteForByte) {
             if (size == 0) continue; // base64 of nothing is no data at all
             EXPECT_EQ(decode(b64Post, Encoding::Base64, options), data);
             EXPECT_EQ(outcome.result, DecodeResult::Ok);
+        }
+        // A size the post announces must be met.
+        if (size > 0) {
+            options.announcedSize = size + 1;
+            EXPECT_TRUE(decode(b64Post, Encoding::Base64, options).isNull());
+            EXPECT_EQ(outcome.result, DecodeResult::SizeMismatch);
         }
         // Without its last part the data never reaches "end".
         EXPECT_TRUE(decode(tempFileOf({headers(1, 3) + lineRange(uu, 0, cut2)}), Encoding::Uuencode)
@@ -275,6 +287,59 @@ TEST_F(DecoderTest, YencPartsInAndOutOfOrderAtAnyReadSize) {
         EXPECT_EQ(decode(single, Encoding::Yenc, options), escaped);
         EXPECT_EQ(outcome.result, DecodeResult::Ok) << outcome.detail.toStdString();
     }
+}
+
+// Posts as real encoders write them: parts without a "=ypart" line go one
+// after the other in part order, and a "crc32=" that differs from part to
+// part is each part's own CRC (older encoders), while one that is the same on
+// every part, or stands on the last part only, is the file's. Either way a
+// damaged part is caught.
+TEST_F(DecoderTest, YencPartsWithoutPlacementOrWithPartCrcsInTheFileCrcField) {
+    const QByteArray data = randomBytes(9000, 18);
+    const QList<QByteArray> parts = yencEncodeParts(data, {4000, 3000, 2000}, "o.bin", 100);
+    const QByteArray fileCrc = " crc32=" + hex8(yencTestCrc32(data));
+    auto withoutPartLine = [](QByteArray p) {
+        const qsizetype at = p.indexOf("=ypart ");
+        return p.remove(at, p.indexOf("\r\n", at) + 2 - at);
+    };
+    auto partCrcAsCrc32 = [&](QByteArray p) {
+        return p.replace(fileCrc, "").replace(" pcrc32=", " crc32=");
+    };
+    auto fileCrcOnly = [&](QByteArray p) {
+        p.remove(p.indexOf(" pcrc32="), 16);
+        return p.contains(fileCrc) ? p : p.insert(p.lastIndexOf("\r\n"), fileCrc);
+    };
+    struct Form {
+        const char* what;
+        std::function<QByteArray(QByteArray)> edit;
+    };
+    const Form forms[] = {
+        {"no =ypart", withoutPartLine},
+        {"part CRCs as crc32=", partCrcAsCrc32},
+        {"no =ypart, part CRCs as crc32=",
+         [&](QByteArray p) { return partCrcAsCrc32(withoutPartLine(p)); }},
+        {"file CRC on every part", fileCrcOnly},
+        {"no =ypart, file CRC on every part",
+         [&](QByteArray p) { return fileCrcOnly(withoutPartLine(p)); }},
+    };
+    for (const Form& form : forms) {
+        SCOPED_TRACE(form.what);
+        QList<QByteArray> post;
+        for (const QByteArray& p : parts)
+            post << headers(int(post.size()) + 1, 3) + form.edit(p);
+        EXPECT_EQ(decode(tempFileOf(post), Encoding::Yenc), data);
+        EXPECT_EQ(outcome.result, DecodeResult::Ok) << outcome.detail.toStdString();
+        QList<QByteArray> damaged = post;
+        corruptYencData(damaged[1]);
+        EXPECT_TRUE(decode(tempFileOf(damaged), Encoding::Yenc).isNull());
+        EXPECT_EQ(outcome.result, DecodeResult::CrcError);
+    }
+    // Without placement a missing part can't be told by offsets, only by
+    // its number.
+    EXPECT_TRUE(
+        decode(tempFileOf({withoutPartLine(parts[0]), withoutPartLine(parts[2])}), Encoding::Yenc)
+            .isNull());
+    EXPECT_EQ(outcome.result, DecodeResult::Incomplete);
 }
 
 // Damage is a typed failure that leaves no file: any cut of the post, any
@@ -334,8 +399,15 @@ TEST_F(DecoderTest, DamagedCutShortOrJunkInputFailsCleanly) {
     writeFile("in.tmp", post);
     DecodeOptions yenc;
     yenc.encoding = Encoding::Yenc;
-    EXPECT_EQ(decodeFile(path("in.tmp"), path("no-such-dir/out.bin"), yenc).result,
-              DecodeResult::WriteError);
+    outcome = decodeFile(path("in.tmp"), path("no-such-dir/out.bin"), yenc);
+    EXPECT_EQ(outcome.result, DecodeResult::WriteError);
+    // Said in words the user can read, not as a path alone.
+    EXPECT_TRUE(outcome.detail.contains("No such file or directory"))
+        << outcome.detail.toStdString();
+    // A name as long as the file system takes leaves room for the temporary one.
+    const QString longest = path("out/" + QString(251, 'n') + ".bin");
+    EXPECT_EQ(decodeFile(path("in.tmp"), longest, yenc).result, DecodeResult::Ok);
+    EXPECT_EQ(QFileInfo(longest).size(), data.size());
 }
 
 // A line over the limit comes in pieces; pieces after the first are no lines
@@ -366,7 +438,7 @@ TEST_F(DecoderTest, ControlRunsItsSetUpStepsInBothModes) {
     writeFile("in.tmp", tempFileOf(yencEncodeParts(data, {100000, 200000}, "d.bin")));
     for (bool threaded : {false, true}) {
         SCOPED_TRACE(threaded);
-        writeFile("d.bin", "an older file of that name is replaced");
+        QFile::remove(path("d.bin"));
         Decoder d;
         d.setThreaded(threaded);
         d.setReadBufferSize(4096);
@@ -401,6 +473,27 @@ TEST_F(DecoderTest, ControlRunsItsSetUpStepsInBothModes) {
         EXPECT_EQ(f.readAll(), data);
         // Made like any new file of the user's, not private like a temporary.
         EXPECT_EQ(f.permissions(), QFile::permissions(path("in.tmp")));
+        f.close();
+
+        // A file is never replaced: a second run onto the file it made, or
+        // onto one that came while it ran, leaves that file as it is.
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        f.write("a file of that name came meanwhile");
+        f.close();
+        failures.clear();
+        ended.clear();
+        d.setAction(Decoder::ActionDecode);
+        if (threaded) {
+            ASSERT_TRUE(ended.wait(60000));
+        }
+        ASSERT_EQ(failures.size(), 1);
+        EXPECT_EQ(failures[0][0].toInt(), int(DecodeResult::TargetExists));
+        EXPECT_EQ(d.lastOutcome().result, DecodeResult::TargetExists);
+        EXPECT_EQ(d.lastOutcome().bytesWritten, 0);
+        ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+        EXPECT_EQ(f.readAll(), "a file of that name came meanwhile");
+        EXPECT_EQ(QDir(dir.path()).entryList({"*.tmp"}, QDir::Files | QDir::Hidden),
+                  QStringList{"in.tmp"});
     }
 }
 

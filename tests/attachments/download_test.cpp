@@ -20,6 +20,7 @@
 #include <QAction>
 #include <QDir>
 #include <QMap>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 #include <random>
@@ -29,19 +30,23 @@ namespace {
 const HeaderList kMime = {{"MIME-Version", "1.0"},
                           {"Content-Type", "multipart/mixed; boundary=\"zf-boundary\""}};
 
-// A MIME message: a text part, then the file in base64 and the closing boundary.
-QList<QByteArray> mimeBody(const QByteArray& data, const QByteArray& filename) {
-    QList<QByteArray> lines = QByteArray("This is a multi-part message in MIME format.\n\n"
-                                         "--zf-boundary\nContent-Type: text/plain\n\nHave a look.\n"
-                                         "--zf-boundary\n"
-                                         "Content-Type: application/octet-stream; name=\"x\"\n"
-                                         "Content-Transfer-Encoding: base64\n"
-                                         "Content-Disposition: attachment; filename=\"" +
-                                         filename + "\"\n")
-                                  .split('\n');
+// A MIME message: a text part, then the file in base64 with the size its
+// headers announce, the closing boundary and an epilogue that looks like data.
+QList<QByteArray> mimeBody(const QByteArray& data, const QByteArray& filename,
+                           qsizetype announced = -1) {
+    QList<QByteArray> lines =
+        QByteArray("This is a multi-part message in MIME format.\n\n"
+                   "--zf-boundary\nContent-Type: text/plain\n\nHave a look.\n"
+                   "--zf-boundary\n"
+                   "Content-Type: application/octet-stream; name=\"x\"\n"
+                   "Content-Transfer-Encoding: base64\n"
+                   "Content-Disposition: attachment; filename=\"" +
+                   filename +
+                   "\"; size=" + QByteArray::number(announced < 0 ? data.size() : announced) + "\n")
+            .split('\n');
     for (qsizetype at = 0; at < data.size(); at += 57)
         lines << data.mid(at, 57).toBase64();
-    return lines + QList<QByteArray>{"", "--zf-boundary--", ""};
+    return lines + QList<QByteArray>{"", "--zf-boundary--", "QUJD", ""};
 }
 
 // Transfers (articles or subject listings) begun while the spy listened.
@@ -122,7 +127,7 @@ protected:
 
 TEST_F(Download, PostsInEveryEncodingComeOutByteForByte) {
     const QByteArray one = randomBytes(30000, 1), three = randomBytes(40000, 2),
-                     mime = randomBytes(20000, 3), four = randomBytes(60000, 4),
+                     mime = randomBytes(20000, 3), four = randomBytes(57 * 1050, 4),
                      ten = randomBytes(250000, 5), up = randomBytes(3000, 10),
                      rooted = randomBytes(3000, 11), deep = randomBytes(3000, 12),
                      single = randomBytes(5000, 13);
@@ -133,7 +138,11 @@ TEST_F(Download, PostsInEveryEncodingComeOutByteForByte) {
         part += "-- \r\nposted by me\r\n";
     postParts("three.bin (%1/3)", threeParts, {2, 3, 1});
     post("mime.bin - attached", joined(mimeBody(mime, "mime.bin")), kMime);
-    postParts("four.bin (%1/3)", splitLines(mimeBody(four, "four.bin"), 3), {}, kMime);
+    // A signature ends each part before the last; the data ends on a full line.
+    QList<QByteArray> fourParts = splitLines(mimeBody(four, "four.bin"), 3);
+    for (int i : {0, 1})
+        fourParts[i] += "-- \r\nposted by me\r\nBlueNews\r\n";
+    postParts("four.bin (%1/3)", fourParts, {}, kMime);
     // Parts of different sizes, so that placing them by index times a size fails.
     postParts("\"ten parts.bin\" yEnc (%1/10)",
               yencEncodeParts(ten, {30000, 25000, 41000, 12345, 30000, 1, 29999, 64000, 700, 16955},
@@ -199,6 +208,8 @@ TEST_F(Download, PostsThatCantBeDecodedLeaveNeitherFileNorRow) {
     postParts("dup.bin (%1/2)", {joined(dup.mid(0, 6000)), joined(dup.mid(6000))});
     const QByteArray next = randomBytes(5000, 8);
     post("next.bin", joined(uuencode(next, "next.bin")));
+    post("mine again", joined(mimeBody(randomBytes(3000, 14), "C:mine.bin")), kMime);
+    post("lies.bin", joined(mimeBody(randomBytes(3000, 19), "lies.bin", 3001)), kMime);
     openGroup();
 
     QSignalSpy documents(app.NNTP.get(), &NntpControl::document);
@@ -208,7 +219,9 @@ TEST_F(Download, PostsThatCantBeDecodedLeaveNeitherFileNorRow) {
 
     download("\"bad.bin\" yEnc (1/3)");
     EXPECT_EQ(app.LastError, int(DecodeResult::CrcError));
-    EXPECT_TRUE(shown.contains(QString::number(int(DecodeResult::CrcError))));
+    // The number, and words a user can read.
+    EXPECT_FALSE(shown.filter(QRegularExpression("^3: CRC error: part 2")).isEmpty())
+        << shown.join('|').toStdString();
     EXPECT_EQ(app.statbar[1], "File Decoded");
     EXPECT_TRUE(listed().isEmpty());
     EXPECT_TRUE(inDestDir().isEmpty()) << inDestDir().join(' ').toStdString();
@@ -223,6 +236,17 @@ TEST_F(Download, PostsThatCantBeDecodedLeaveNeitherFileNorRow) {
     EXPECT_EQ(file("next.bin"), next);
     EXPECT_EQ(listed(), QStringList{"next.bin"});
     EXPECT_FALSE(app.MessageText.contains("dup.bin"));
+
+    // The name the file would get decides, and a file is never replaced.
+    ASSERT_TRUE(t.writeFile("download/mine.bin", "mine"));
+    download("mine again");
+    EXPECT_TRUE(shown.contains("Duplicate File")) << shown.join('|').toStdString();
+    EXPECT_EQ(file("mine.bin"), "mine");
+    // A size announced and not met is a failure, not a short file.
+    download("lies.bin");
+    EXPECT_EQ(app.LastError, int(DecodeResult::SizeMismatch));
+    EXPECT_EQ(inDestDir(), QStringList({"dup.bin", "mine.bin", "next.bin"}));
+    EXPECT_EQ(listed(), QStringList{"next.bin"});
 }
 
 // Whatever starts it, a download takes the selected rows: each post once.
