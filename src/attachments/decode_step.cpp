@@ -67,8 +67,16 @@ void decodeAttachment(App& app) {
         return;
     }
     mdec.setAction(Decoder::ActionDecode);
-    while (!app.DecodeDone)
+    // Closing the window stops the decode; it leaves no file behind.
+    bool cancelled = false;
+    while (!app.DecodeDone) {
+        if (app.ending && !cancelled) {
+            mdec.cancel();
+            cancelled = true;
+        }
         app.DoEvents();
+    }
+    if (app.ending) return;
 
     app.setStatus(1, QStringLiteral("File Decoded"));
     if (app.LastError == 0 && app.SweepScope == -1) app.setStatus(2, QString());
