@@ -9,6 +9,8 @@
 #include "favorites/favorites_file.h"
 #include "favorites/favorites_list.h"
 #include "harvest/address_scans.h"
+#include "harvest/server_check.h"
+#include "harvest/server_scans.h"
 #include "harvest/sweep.h"
 #include "news/connection.h"
 #include "news/news_commands.h"
@@ -301,6 +303,13 @@ void MainWindow::connectCommands() {
     on("menuServC", [this] { menuServC_Click(app_); });
     on("menuServG", [this] { menuServG_Click(app_); });
     on("menuServF", [this] { menuServF_Click(app_); });
+    on("menuCheck", [this] { menuCheck_Click(app_); });
+    on("menuScan", [this] { menuScan_Click(app_); });
+    on("menuScanE", [this] { menuScanE_Click(app_); });
+    on("menuScanRandom", [this] { menuScanRandom_Click(app_); });
+    on("menuEmailS", [this] { menuEmailS_Click(app_); });
+    on("menuServS", [this] { menuServS_Click(app_); });
+    on("menuGen", [this] { menuGen_Click(app_); });
     ListView* links = view(app_.lstHTTP);
     links->setToolTip(QStringLiteral("Double Click address to launch browser and go to Web site."));
     connect(links, &ListView::rowDoubleClicked, this, [this](int) { lstHTTP_DblClick(app_); });

@@ -42,7 +42,7 @@ void cmdExit(App& app) {
         emit app.geometryChanged();
     }
     SaveServerList(app);
-    app.lstFavorites.save(app.FavoritesFile);
+    if (!app.favoritesBorrowed) app.lstFavorites.save(app.FavoritesFile);
     SaveSettings(app);
     KillTempFiles(app, true);
     app.EndProcess();

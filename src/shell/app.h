@@ -75,6 +75,9 @@ public:
     bool ScanExclusive = false;
     QString ScanMode;
     QString OutputFile;
+    // A server check or scan has lent lstFavorites its server rows: the
+    // favourites file is not to be written from it.
+    bool favoritesBorrowed = false;
     QString EmailFilter; // search text of an e-mail sweep; empty for every address
     qint32 PartDone = 0;
     qint32 PartCount = 0;
