@@ -14,6 +14,7 @@
 #include "news/news_commands.h"
 #include "program/commands.h"
 #include "program/startup.h"
+#include "schedule/auto_dialog.h"
 #include "setup/setup_dialog.h"
 #include "shell/layout.h"
 #include "shell/list_view_widget.h"
@@ -257,6 +258,7 @@ void MainWindow::connectCommands() {
     on("menuNew", [this] { menuNew_Click(app_); });
     on("menuSave", [this] { menuSave_Click(app_); });
     on("menuLoad", [this] { menuLoad_Click(app_); });
+    on("menuAuto", [this] { menuAuto_Click(app_, this); });
 
     ListView* favorites = view(app_.lstFavorites);
     favorites->setDropTarget(true);
