@@ -64,7 +64,8 @@ AutoDialog::AutoDialog(App& app, QWidget* parent) : QDialog(parent), app_(app) {
     connect(cmdAll, &QPushButton::clicked, this, [this] { setAllDays(true); });
     connect(cmdNone, &QPushButton::clicked, this, [this] { setAllDays(false); });
 
-    // Shown as choices; a scheduled run always downloads the attachments.
+    // Shown as choices, and the first one on: a scheduled run always
+    // downloads the attachments, whichever is chosen.
     QGroupBox* frameDownload = frame("Download What...?", "frameDownload", this);
     auto* what = new QVBoxLayout(frameDownload);
     const std::pair<const char*, const char*> options[] = {
@@ -76,6 +77,7 @@ AutoDialog::AutoDialog(App& app, QWidget* parent) : QDialog(parent), app_(app) {
         o->setObjectName(QString::fromLatin1(name));
         what->addWidget(o);
     }
+    frameDownload->findChild<QRadioButton*>(QStringLiteral("optDAttach"))->setChecked(true);
 
     cmdOK_ = button("&OK", "cmdOK", this);
     QPushButton* cmdCancel = button("&Cancel", "cmdCancel", this);

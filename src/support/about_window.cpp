@@ -70,6 +70,7 @@ AboutWindow::AboutWindow(QWidget* parent) : QDialog(parent) {
     frame->setObjectName(QStringLiteral("Frame1"));
     auto* text = new QLabel(QString::fromLatin1(kDisclaimer), frame);
     text->setWordWrap(true);
+    text->setAlignment(Qt::AlignTop | Qt::AlignLeft);
     (new QVBoxLayout(frame))->addWidget(text);
 
     auto* ok = new QPushButton(QStringLiteral("&OK"), this);

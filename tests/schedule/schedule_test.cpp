@@ -192,6 +192,7 @@ TEST_F(AutoDialogTest, ShowsTheScheduleAndOkStoresTimeHalfAndDaysInBoxOrder) {
     EXPECT_EQ(captions, (QStringList{"AM", "PM", "Download all File Attachments from favorites",
                                      "Downlaod all Email Addresses from favorites",
                                      "Download all Web Addresses from favorites"}));
+    EXPECT_TRUE(dlg->findChild<QRadioButton*>("optDAttach")->isChecked()) << "what a run does";
 
     QTest::mouseClick(button("cmdAll"), Qt::LeftButton);
     EXPECT_EQ(ticked(), "1111111");
