@@ -13,7 +13,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QRegularExpression>
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTest>
@@ -129,17 +128,6 @@ TEST(Find, FindWindowKeepsEveryKeystrokeAndTurnsOkIntoNextUntilNothingIsFound) {
     EXPECT_EQ(app.lstMessages.listIndex(), 2);
 }
 
-// The headings of a tab, in order.
-QStringList headings(QWidget* page) {
-    QStringList out;
-    const QString html = page->findChild<QLabel*>() ? page->findChild<QLabel*>()->text()
-                                                    : static_cast<QLabel*>(page)->text();
-    static const QRegularExpression h3("<h3>(.*?)</h3>");
-    for (const auto& m : h3.globalMatch(html))
-        out << m.captured(1);
-    return out;
-}
-
 TEST_F(WindowTest, HelpAboutFindAndScheduleOpenFromTheirMenus) {
     QAction* help = window->action("menuQuickHelp");
     help->trigger();
@@ -147,30 +135,12 @@ TEST_F(WindowTest, HelpAboutFindAndScheduleOpenFromTheirMenus) {
     ASSERT_TRUE(quick && quick->isVisible());
     EXPECT_FALSE(quick->isModal());
     EXPECT_EQ(quick->windowTitle(), "Zanderfell! - Quick Help");
-    EXPECT_TRUE(
-        quick->findChild<QLabel*>() &&
-        quick->findChildren<QLabel*>(QString(), Qt::FindDirectChildrenOnly).constFirst()->text() ==
-            "Quick Help");
     QTabWidget* tabs = quick->tabs();
     QStringList captions;
     for (int i = 0; i < tabs->count(); ++i)
         captions << tabs->tabText(i);
     EXPECT_EQ(captions,
               (QStringList{"Connecting", "Group List", "Messages", "Downloading", "Advanced"}));
-    EXPECT_EQ(headings(tabs->widget(0)),
-              (QStringList{"Connecting to a Server", "Selecting a Server",
-                           "What is a News Server Anyway?"}));
-    EXPECT_EQ(headings(tabs->widget(1)),
-              (QStringList{"What is a Group List?", "Entering a Group to Read Messages",
-                           "Group Display"}));
-    EXPECT_EQ(headings(tabs->widget(2)),
-              (QStringList{"Reading Messages", "Posting Messages", "Replying to a Message",
-                           "Previous/Next Message"}));
-    EXPECT_EQ(headings(tabs->widget(3)), (QStringList{"What are Attachments?", "How Do I Download?",
-                                                      "Where Does it Save my Downloads?"}));
-    EXPECT_EQ(headings(tabs->widget(4)),
-              (QStringList{"Finding Groups on Different Servers", "Auto Download",
-                           "Checking and Verifying Servers"}));
     help->trigger();
     EXPECT_EQ(window->findChildren<QuickHelpWindow*>().size(), 1);
     // Esc from the tabs closes it; the window goes with its close.
