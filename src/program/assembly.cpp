@@ -6,6 +6,7 @@
 #include "news/news_events.h"
 #include "news/nntp_control.h"
 #include "program/settings.h"
+#include "schedule/auto_schedule.h"
 #include "shell/app.h"
 
 void AssembleControls(App& app) {
@@ -17,4 +18,5 @@ void AssembleControls(App& app) {
     app.harvestData = [&app](const QByteArray& block) { HarvestHeaderData(app, block); };
     app.harvestArticle = [&app] { HarvestArticle(app); };
     app.harvestTitle = [&app](const QString& title) { SaveHTTPs(app, title); };
+    QObject::connect(&app.timerAuto, &QTimer::timeout, &app, [&app] { timerAuto_Timer(app); });
 }

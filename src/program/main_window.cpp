@@ -16,11 +16,16 @@
 #include "news/news_commands.h"
 #include "program/commands.h"
 #include "program/startup.h"
+#include "schedule/auto_dialog.h"
 #include "setup/setup_dialog.h"
 #include "shell/layout.h"
 #include "shell/list_view_widget.h"
 #include "shell/menu_table.h"
 #include "shell/prompter_dialog.h"
+#include "support/about_window.h"
+#include "support/find.h"
+#include "support/find_dialog.h"
+#include "support/quick_help_window.h"
 
 #include <QAction>
 #include <QApplication>
@@ -259,6 +264,11 @@ void MainWindow::connectCommands() {
     on("menuNew", [this] { menuNew_Click(app_); });
     on("menuSave", [this] { menuSave_Click(app_); });
     on("menuLoad", [this] { menuLoad_Click(app_); });
+    on("menuFind", [this] { menuFind_Click(app_, this); });
+    on("menuFindNext", [this] { menuFindNext_Click(app_); });
+    on("menuAuto", [this] { menuAuto_Click(app_, this); });
+    on("menuQuickHelp", [this] { menuQuickHelp_Click(this); });
+    on("menuAbout", [this] { menuAbout_Click(this); });
 
     ListView* favorites = view(app_.lstFavorites);
     favorites->setDropTarget(true);

@@ -4,6 +4,7 @@
 #include "shell/picture_control.h"
 #include "shell/prompter.h"
 
+#include <QDateTime>
 #include <QElapsedTimer>
 #include <QMap>
 #include <QObject>
@@ -174,6 +175,8 @@ public:
     // One pass of the event queue inside a wait. It sleeps until something
     // happens; tests replace it with a fake clock.
     std::function<void()> DoEvents;
+    // The clock of the schedule; tests set the moment they need.
+    std::function<QDateTime()> Now = [] { return QDateTime::currentDateTime(); };
     // Opens a document or address; tests replace it. Empty means the desktop's.
     std::function<bool(const class QUrl&)> openUrl;
     // Shows the setup dialog as a modal dialog; installed by the windows layer.
