@@ -11,6 +11,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QProcess>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -72,6 +73,9 @@ double cpuSeconds() {
 int main(int argc, char** argv) {
     QCoreApplication qapp(argc, argv);
     QTemporaryDir dir;
+    // INN runs as its own user, who must be able to enter the directory.
+    QFile::setPermissions(dir.path(), QFile::permissions(dir.path()) | QFile::ReadOther |
+                                          QFile::ExeOther | QFile::ReadGroup | QFile::ExeGroup);
     QStringList inn;
     QStringList innDirs;
     for (int i = 0; i < 10; ++i) {
