@@ -14,6 +14,7 @@
 #include "harvest/sweep.h"
 #include "news/connection.h"
 #include "news/news_commands.h"
+#include "post/message_window.h"
 #include "program/commands.h"
 #include "program/startup.h"
 #include "schedule/auto_dialog.h"
@@ -73,6 +74,10 @@ MainWindow::MainWindow(App& app, QWidget* parent)
     app_.closeLargePreview = [this] {
         if (maxPrev_) maxPrev_->close();
     };
+    app_.showViewer = [this](int row) {
+        if (!viewer_) viewer_ = new MessageWindow(app_, pxPerTwip(), this);
+        viewer_->open(row);
+    };
     if (QScreen* s = screen()) {
         const QRect r = s->availableGeometry();
         app_.ScreenWidth = r.width() / pxPerTwip();
@@ -86,6 +91,7 @@ MainWindow::~MainWindow() {
     app_.showSetup = nullptr;
     app_.showLargePreview = nullptr;
     app_.closeLargePreview = nullptr;
+    app_.showViewer = nullptr;
     if (app_.prompter == prompter_.get()) app_.prompter = nullptr;
 }
 
@@ -291,6 +297,7 @@ void MainWindow::connectCommands() {
         lstMessages_DblClick(app_);
     });
     on("menuDownloadAll", [this] { menuDownloadAll_Click(app_); });
+    on("menuView", [this] { lstMessages_MouseDown(app_); });
     on("menuDowloadAllF", [this] { menuDowloadAllF_Click(app_); });
     ListView* messages = view(app_.lstMessages);
     connect(messages, &ListView::rowDoubleClicked, this,

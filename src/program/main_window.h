@@ -15,6 +15,7 @@ class DialogPrompter;
 class SetupDialog;
 class PictureWidget;
 class MaxPreviewWindow;
+class MessageWindow;
 
 // frmMain: shows what the App holds and hands the user's commands to the
 // procedures of the subsystems. It owns no state of the logic.
@@ -38,6 +39,8 @@ public:
     PictureWidget* picture() const { return picture1_; }
     // frmMaxPrev, made when first opened; null until then.
     MaxPreviewWindow* largePreview() const { return maxPrev_; }
+    // The message viewer, made at its first opening.
+    MessageWindow* viewer() const { return viewer_; }
     // frmSetup: made with the window, hidden until the end.
     SetupDialog* setupDialog() const { return setup_; }
 
@@ -83,6 +86,7 @@ private:
     QProgressBar* progBar_ = nullptr;
     PictureWidget* picture1_ = nullptr;
     MaxPreviewWindow* maxPrev_ = nullptr;
+    MessageWindow* viewer_ = nullptr;
     SetupDialog* setup_ = nullptr;
     QList<ListView*> views_;
     bool applying_ = false;

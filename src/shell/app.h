@@ -192,6 +192,9 @@ public:
     // Opens the message viewer on a row of lstMessages, not modal; installed
     // by the viewer. Unset, the right button on the list does nothing.
     std::function<void(int row)> showViewer;
+    // Opens the compose dialog for a reply to the viewed message, with its
+    // subject and text; installed by the program. Unset, Reply does nothing.
+    std::function<void(const QString& subject, const QString& message)> composeReply;
     // OK, Cancel and the setup dialog as a whole; off while a command of the
     // server list works through its rows.
     bool setupEnabled = true;

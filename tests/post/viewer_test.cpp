@@ -1,0 +1,166 @@
+// The message viewer on the main window, against INN and, for articles of
+// an exact length, the scripted server.
+#include "attachments/download_drivers.h"
+#include "fixtures/inn_server.h"
+#include "fixtures/scripted_server.h"
+#include "fixtures/test_app.h"
+#include "news/connection.h"
+#include "news/headers.h"
+#include "news/nntp_control.h"
+#include "post/message_view.h"
+#include "post/message_window.h"
+#include "shell/temp_files.h"
+
+#include <QDir>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPrinter>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+class Viewer : public InnTest {
+protected:
+    void SetUp() override {
+        InnTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) return;
+        t.setSetting("NNTPServer", inn.address());
+        t.setSetting("Signature", "-- \r\nAnn");
+        window = t.openWindow();
+        app.DestDir = t.path("download/");
+        QDir().mkpath(app.DestDir);
+        app.Timer1.start();
+        group = InnServer::uniqueGroup("alt.zf.viewer");
+        ASSERT_TRUE(inn.newGroup(group));
+    }
+    void TearDown() override { cmdDisconnect(app); }
+
+    void openGroup() {
+        cmdConnect(app, false);
+        ASSERT_TRUE(app.IsConnected) << app.ErrorText.toStdString();
+        app.CurrentGroup = group;
+        app.HeaderField = "Subject";
+        ASSERT_EQ(cmdGetMessageHeaders(app, false), 0);
+    }
+    // The right button on row of the message list.
+    MessageWindow* view(int row) {
+        app.lstMessages.selectOnly(row);
+        app.lstMessages.setListIndex(row);
+        lstMessages_MouseDown(app);
+        return window->viewer();
+    }
+
+    TestApp t;
+    App& app = t.app;
+    std::unique_ptr<MainWindow> window;
+    QString group;
+};
+
+// A text post shown as a reader expects it, the commands of the main window
+// off while it is open, Next and Previous within the list only, Esc closes.
+TEST_F(Viewer, ShowsTheArticleWalksTheListAndGivesTheCommandsBack) {
+    ASSERT_TRUE(inn.post(group, "=?UTF-8?B?R3LDvMOfZQ==?= first", "Hello there,\r\n.dotted\r\n",
+                         {{"MIME-Version", "1.0"}, {"Content-Type", "text/plain; charset=UTF-8"}}));
+    ASSERT_TRUE(inn.post(group, "second", "Zwei Grüße\r\n"));
+    app.ShowMNumbers = false;
+    openGroup();
+    ASSERT_EQ(app.lstMessages.count(), 2);
+
+    MessageWindow* v = view(0);
+    ASSERT_NE(v, nullptr);
+    EXPECT_TRUE(v->isVisible());
+    EXPECT_EQ(v->windowTitle(), "Message Contents");
+    EXPECT_EQ(v->lblMsgContents->text(), app.lstMessages.text(0)) << "the row, unchanged";
+    const QString body = v->txtMsgBody->toPlainText();
+    EXPECT_TRUE(body.contains("Subject: Grüße first")) << body.toStdString();
+    EXPECT_TRUE(body.contains("\nHello there,\n.dotted\n")) << body.toStdString();
+    EXPECT_FALSE(body.contains(u'\r'));
+    EXPECT_FALSE(window->toolButton(9)->isEnabled()) << "All is off while the viewer is open";
+
+    QSignalSpy fetches(app.NNTP.get(), &NntpControl::document);
+    v->menuPrevious_Click();
+    EXPECT_TRUE(fetches.isEmpty()) << "nothing before the first row";
+    v->menuNext_Click();
+    EXPECT_EQ(app.lstMessages.listIndex(), 1);
+    EXPECT_TRUE(v->txtMsgBody->toPlainText().contains("Zwei Grüße"));
+    fetches.clear();
+    v->menuNext_Click();
+    EXPECT_TRUE(fetches.isEmpty()) << "nothing after the last row";
+
+    QTest::keyClick(v->txtMsgBody, Qt::Key_Escape);
+    EXPECT_FALSE(v->isVisible());
+    EXPECT_TRUE(window->toolButton(9)->isEnabled());
+    EXPECT_TRUE(t.hasSetting("MWidth") && t.hasSetting("MTop"));
+}
+
+// Print: the title line, then the body, in that order. Reply: the title and
+// the first 100 characters under the signature and 40 hyphens.
+TEST_F(Viewer, PrintsTitleThenBodyAndRepliesWithTheFirstHundredCharacters) {
+    QByteArray text;
+    for (int i = 0; i < 30; ++i)
+        text += "line " + QByteArray::number(i) + "\r\n";
+    ASSERT_TRUE(inn.post(group, "printed", text));
+    openGroup();
+    MessageWindow* v = view(0);
+    ASSERT_NE(v, nullptr);
+
+    QPrinter printer(QPrinter::HighResolution);
+    printer.setOutputFormat(QPrinter::PdfFormat);
+    printer.setOutputFileName(t.path("out.pdf"));
+    v->printDocument(printer);
+    QProcess pdftotext;
+    pdftotext.start("pdftotext", {t.path("out.pdf"), "-"});
+    ASSERT_TRUE(pdftotext.waitForFinished(30000));
+    const QString printed = QString::fromUtf8(pdftotext.readAllStandardOutput());
+    const qsizetype title = printed.indexOf("Message Title : " + app.lstMessages.text(0));
+    EXPECT_GE(title, 0) << printed.toStdString();
+    EXPECT_GT(printed.indexOf("line 29"), title);
+
+    QString subject, message;
+    app.composeReply = [&](const QString& s, const QString& m) {
+        subject = s;
+        message = m;
+    };
+    v->menuReply_Click();
+    EXPECT_EQ(subject, "Re : " + app.lstMessages.text(0));
+    const QString shown = v->txtMsgBody->toPlainText();
+    EXPECT_EQ(message, "\r\n\r\n-- \r\nAnn\r\n" + QString(40, u'-') + "\r\n" + shown.left(100));
+    v->close();
+}
+
+// The viewer shows at most 32,000 characters; from there on the caption says so.
+TEST(ViewerLimit, AnArticleOfExactly32000CharactersIsMarkedPartial) {
+    for (int size : {31999, 32000}) {
+        SCOPED_TRACE(size);
+        TestApp t;
+        App& app = t.app;
+        ScriptedNntpServer s;
+        ASSERT_TRUE(s.listen());
+        const QByteArray head = "Subject: long\r\n\r\n";
+        QByteArray article = head + QByteArray(size - head.size() - 2, 'x') + "\r\n";
+        s.send("200 ok\r\n").expect("MODE READER").send("200 ok\r\n");
+        s.expect("ARTICLE 7").send("220 7 <a@b> article\r\n" + article + ".\r\n");
+        s.expect("QUIT").send("205 bye\r\n");
+        t.setSetting("NNTPServer", s.address());
+        const auto window = t.openWindow();
+        app.Timer1.start();
+        cmdConnect(app, false);
+        ASSERT_TRUE(app.IsConnected);
+        app.lstMessages.addItem(0, "long", "7 Subject", 7);
+        app.ShowMNumbers = false;
+        app.lstMessages.selectOnly(0);
+        app.lstMessages.setListIndex(0);
+        lstMessages_MouseDown(app);
+        MessageWindow* v = window->viewer();
+        ASSERT_NE(v, nullptr);
+        ASSERT_EQ(app.MessageText.size(), size) << "the script's article";
+        EXPECT_EQ(v->windowTitle().endsWith(" (partial)"), size == 32000);
+        EXPECT_EQ(v->txtMsgBody->toPlainText().size(), size - 3) << "without its three CRs";
+        v->close();
+        cmdDisconnect(app);
+    }
+}
+
+} // namespace
