@@ -6,6 +6,7 @@
 #include "attachments/download_drivers.h"
 #include "news/connection.h"
 #include "news/headers.h"
+#include "post/message_window.h"
 #include "program/assembly.h"
 #include "program/main_window.h"
 #include "program/startup.h"
@@ -20,8 +21,11 @@
 
 int main(int argc, char** argv) {
     QApplication qapp(argc, argv);
-    if (argc != 4) {
-        std::fprintf(stderr, "usage: demo_screenshot SERVER GROUP OUT.png\n");
+    // With "view", the message viewer on the group's first post is saved
+    // instead of the main window after F2.
+    const bool viewer = argc == 5 && qstrcmp(argv[4], "view") == 0;
+    if (argc != 4 && !viewer) {
+        std::fprintf(stderr, "usage: demo_screenshot SERVER GROUP OUT.png [view]\n");
         return 2;
     }
     const QString server = QString::fromLocal8Bit(argv[1]);
@@ -58,6 +62,17 @@ int main(int argc, char** argv) {
     if (cmdGetMessageHeaders(app, true) != 0 || app.lstMessages.count() == 0) {
         std::fprintf(stderr, "no messages in %s\n", argv[2]);
         return 1;
+    }
+    if (viewer) {
+        app.lstMessages.selectOnly(0);
+        app.lstMessages.setListIndex(0);
+        lstMessages_MouseDown(app);
+        for (int i = 0; i < 20; ++i)
+            QApplication::processEvents();
+        const bool saved = window.viewer() && window.viewer()->grab().save(out);
+        std::printf("%s: viewer on \"%s\"\n", argv[3], qPrintable(app.lstMessages.text(0)));
+        cmdDisconnect(app);
+        return saved ? 0 : 1;
     }
     menuDownloadAll_Click(app);
     for (int i = 0; i < 20; ++i)
