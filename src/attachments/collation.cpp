@@ -4,6 +4,7 @@
 #include "shell/app.h"
 #include "shell/waits.h"
 
+#include <charconv>
 #include <cmath>
 #include <string>
 
@@ -29,7 +30,7 @@ bool incomplete(App& app) {
 
 } // namespace
 
-std::optional<qint32> numericPrefix(QStringView text) {
+std::optional<qint64> numericPrefix(QStringView text) {
     std::string number;
     qsizetype i = 0;
     auto skipBlanks = [&] {
@@ -68,9 +69,16 @@ std::optional<qint32> numericPrefix(QStringView text) {
             i = mark;
         }
     }
+    // Whole numbers are read exactly: an article number past 2^53 must not
+    // round to its neighbour's.
+    qint64 whole = 0;
+    const char* end = number.data() + number.size();
+    const char* first = number.data() + (!number.empty() && number[0] == '+');
+    if (auto [p, ec] = std::from_chars(first, end, whole); p == end)
+        return ec == std::errc() ? std::optional<qint64>(whole) : std::nullopt;
     const double value = std::nearbyint(std::strtod(number.c_str(), nullptr));
-    if (!std::isfinite(value) || value < -2147483648.0 || value > 2147483647.0) return std::nullopt;
-    return qint32(value);
+    if (!std::isfinite(value) || value < -9.2e18 || value > 9.2e18) return std::nullopt;
+    return qint64(value);
 }
 
 bool msgMultipart(App& app, QString& msgTitle, qint32& curmsg, PartSearch search) {

@@ -25,4 +25,4 @@ bool msgMultipart(App& app, QString& msgTitle, qint32& curmsg,
 // are skipped, a sign, a fraction and an exponent are read, reading stops at
 // the first character that cannot continue it; rounded half to even. 0 for a
 // text without a number; nothing when it doesn't fit 32 bits.
-std::optional<qint32> numericPrefix(QStringView text);
+std::optional<qint64> numericPrefix(QStringView text);

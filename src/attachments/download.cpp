@@ -113,7 +113,7 @@ RowEnd fetchRow(App& app, qint32& row, qint32 last) {
     if ((app.SaveHTTP || app.HarvestBody) && app.harvestTitle) app.harvestTitle(title);
     const qsizetype blank = title.indexOf(u' ');
     if (blank < 1) return RowEnd::Deselect;
-    const qint32 number = numericPrefix(QStringView(title).left(blank)).value_or(0);
+    const qint64 number = numericPrefix(QStringView(title).left(blank)).value_or(0);
 
     app.PartIndex = 0;
     if (!msgMultipart(app, title, row) && !app.StopRequested && app.PartIndex != -1) {
@@ -182,7 +182,7 @@ void AppendTempBody(App& app, const QString& text) {
     file.write("\r\n", 2);
 }
 
-void cmdDownloadMessage(App& app, qint32& msgnum) {
+void cmdDownloadMessage(App& app, qint64& msgnum) {
     if (app.StopRequested) return;
     clearArticle(app);
     app.setStatus(1, QStringLiteral("Retrieving Msg # ") + QString::number(msgnum));

@@ -10,6 +10,6 @@ class App;
 void cmdDownload(App& app, qint32& msgnum);
 // Fetches article number msgnum into MessageText; the outcome is in
 // LastError and MessageDone. Reconnects first when the connection is down.
-void cmdDownloadMessage(App& app, qint32& msgnum);
+void cmdDownloadMessage(App& app, qint64& msgnum);
 // Appends text and CR LF to DestDir + TempFile. Failures are ignored.
 void AppendTempBody(App& app, const QString& text);

@@ -71,7 +71,7 @@ void harvestMessageRow(App& app, int row) {
     const QString text = app.ShowMNumbers ? app.lstMessages.text(row)
                                           : QString::number(app.lstMessages.number(row)) + u' ' +
                                                 app.lstMessages.text(row);
-    qint32 number = numericPrefix(QStringView(text).left(text.indexOf(u' '))).value_or(0);
+    qint64 number = numericPrefix(QStringView(text).left(text.indexOf(u' '))).value_or(0);
     cmdDownloadMessage(app, number);
 }
 

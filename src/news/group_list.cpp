@@ -17,7 +17,8 @@ qint64 leadingNumber(QByteArrayView text) {
     qint64 n = 0;
     for (char c : text) {
         if (c < '0' || c > '9') break;
-        if (n < (qint64(1) << 58)) n = n * 10 + (c - '0');
+        // Past 2^63 no article has this number: none is taken for it.
+        if (__builtin_mul_overflow(n, 10, &n) || __builtin_add_overflow(n, c - '0', &n)) return -1;
     }
     return n;
 }

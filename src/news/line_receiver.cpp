@@ -116,12 +116,11 @@ void receiveHeaderLines(App& app) {
         if (number < 1 || line.startsWith('.')) return;
         const QString whole = lineText(line);
         if (!(app.RemoveSpam && IsJunkSubject(whole))) {
-            const qint32 n = static_cast<qint32>(std::min<qint64>(number, INT32_MAX));
             if (app.ShowMNumbers) {
-                batch.append(ListRow{whole, subject, n, -1, false});
+                batch.append(ListRow{whole, subject, number, -1, false});
             } else {
                 batch.append(ListRow{lineText(line.sliced(blank + 1)),
-                                     QString::number(number) + blankSubject, n, -1, false});
+                                     QString::number(number) + blankSubject, number, -1, false});
             }
         }
         progressText(app, app.lstMessages.count() + static_cast<int>(batch.size()),

@@ -53,11 +53,11 @@ QString readableArticle(const QString& messageText) {
     return text;
 }
 
-qint32 viewerArticleNumber(const App& app, int row) {
+qint64 viewerArticleNumber(const App& app, int row) {
     if (row < 0 || row >= app.lstMessages.count()) return 0;
     if (!app.ShowMNumbers) return app.lstMessages.number(row);
     const QString text = app.lstMessages.text(row);
-    return text.left(text.indexOf(u' ')).trimmed().toInt();
+    return text.left(text.indexOf(u' ')).trimmed().toLongLong();
 }
 
 QString replyMessage(const QString& signature, const QString& body) {

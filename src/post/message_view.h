@@ -16,7 +16,7 @@ inline constexpr int kViewerLimit = 32000;
 
 // The article number of a row of lstMessages: the row text begins with it
 // when ShowMNumbers is on, otherwise it is the row's data.
-qint32 viewerArticleNumber(const App& app, int row);
+qint64 viewerArticleNumber(const App& app, int row);
 
 // The text of a reply: two line ends, the signature, a line of 40 hyphens
 // and the first 100 characters of the message, unquoted.

@@ -92,7 +92,7 @@ void MessageWindow::msgActivate() {
     placeWindow();
     setEnabled(false);
     app_.setStatus(1, QStringLiteral("Retrieving Message"));
-    qint32 number = viewerArticleNumber(app_, MessageIndex);
+    qint64 number = viewerArticleNumber(app_, MessageIndex);
     lblMsgContents->setText(app_.lstMessages.text(MessageIndex));
     txtMsgBody->hide();
     app_.HeaderField = QStringLiteral("SubjectDL");

@@ -84,7 +84,7 @@ public:
     qint32 PartCount = 0;
     qint32 PartIndex = 0;
     // Article numbers of parts 1 to 200; entry 0 is not used.
-    std::array<qint32, 201> PartNumbers{};
+    std::array<qint64, 201> PartNumbers{};
     bool IsBase64 = false;
     bool DecodeDone = false;
 

@@ -159,7 +159,7 @@ void ListModel::addItem(const QString& text) {
     addItem(-1, text, QString(), 0);
 }
 
-void ListModel::addItem(int position, const QString& text, const QString& tag, qint32 number) {
+void ListModel::addItem(int position, const QString& text, const QString& tag, qint64 number) {
     int at = position;
     if (sorted_)
         at = sortedPosition(text);
@@ -229,11 +229,11 @@ void ListModel::setTag(int index, const QString& tag) {
     rowChanged(index);
 }
 
-qint32 ListModel::number(int index) const {
+qint64 ListModel::number(int index) const {
     return index >= 0 && index < count() ? rows_[index].number : 0;
 }
 
-void ListModel::setNumber(int index, qint32 number) {
+void ListModel::setNumber(int index, qint64 number) {
     if (index < 0 || index >= count()) return;
     rows_[index].number = number;
     rowChanged(index);
@@ -330,7 +330,7 @@ ListRow ListModel::decodeRow(QStringView line) {
     }
     row.tag = unescape(rest.left(tab2));
     bool ok = false;
-    const int n = rest.mid(tab2 + 1).trimmed().toInt(&ok);
+    const qint64 n = rest.mid(tab2 + 1).trimmed().toLongLong(&ok);
     row.number = ok ? n : 0;
     return row;
 }

@@ -9,8 +9,8 @@
 struct ListRow {
     QString text;
     QString tag;
-    qint32 number = 0;
-    int picture = -1; // index into the main window's image list, -1 for none
+    qint64 number = 0; // an article number: servers count far past 2^31
+    int picture = -1;  // index into the main window's image list, -1 for none
     bool selected = false;
 };
 
@@ -40,7 +40,7 @@ public:
     void clear();
     void addItem(const QString& text);
     // Position -1 or count() appends. In sorted mode the position is ignored.
-    void addItem(int position, const QString& text, const QString& tag, qint32 number = 0);
+    void addItem(int position, const QString& text, const QString& tag, qint64 number = 0);
     void removeItem(int index);
     // Bulk append without a signal per row; used by loaders and receivers.
     void appendRows(QVector<ListRow> rows);
@@ -53,8 +53,8 @@ public:
     void setText(int index, const QString& text);
     QString tag(int index) const;
     void setTag(int index, const QString& tag);
-    qint32 number(int index) const;
-    void setNumber(int index, qint32 number);
+    qint64 number(int index) const;
+    void setNumber(int index, qint64 number);
     int picture(int index) const;
     void setPicture(int index, int picture);
     const ListRow& row(int index) const { return rows_[index]; }

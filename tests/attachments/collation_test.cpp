@@ -155,7 +155,10 @@ TEST(NumericPrefix, ReadsTheNumberAtTheStart) {
     EXPECT_EQ(numericPrefix(u"x12"), 0);
     EXPECT_EQ(numericPrefix(u""), 0);
     EXPECT_EQ(numericPrefix(u"2147483647"), 2147483647);
-    EXPECT_EQ(numericPrefix(u"2147483648"), std::nullopt);
+    // Article numbers: exact past 2^31 and past 2^53, nothing past 2^63.
+    EXPECT_EQ(numericPrefix(u"2147483648"), 2147483648);
+    EXPECT_EQ(numericPrefix(u"9007199254740993 x"), 9007199254740993);
+    EXPECT_EQ(numericPrefix(u"99999999999999999999"), std::nullopt);
 }
 
 // Posts made to trip an index: heads whose cases fold alike or whose folding

@@ -232,20 +232,25 @@ TEST(Headers, RowsFromBlocksCutAnywhereThenAnErrorReplyOrARefusedLoginDisconnect
         .send("211 5 1 5 alt.binaries.x\r\n")
         .expect("XHDR Subject 1-5")
         .sendBlocks({"221 Subject follows\r\n1 first (1/2)\r\n2 ",
-                     "\r\n3 FREE stuff\r\nnoblank\r\n0 zero\r\n5 last one\r\n.\r\n"});
+                     "\r\n3 FREE stuff\r\nnoblank\r\n0 zero\r\n3000000123 past 2^31\r\n"
+                     "99999999999999999999 past 2^63\r\n5 last one\r\n.\r\n"});
     t.server.expect("GROUP alt.missing").send("411 no such group\r\n").drop();
     t.greet();
     t.server.expect("GROUP alt.locked").send("480 login first\r\n");
     t.server.expect("AUTHINFO USER ").send("481 no\r\n").silence();
     EXPECT_EQ(t.headersOf("alt.binaries.x"), 0);
-    EXPECT_EQ(texts(t.app.lstMessages), (QStringList{"first (1/2)", "", "FREE stuff", "last one"}));
+    // An article number past 2^31 is kept whole; one past 2^63 names no
+    // article, and its line is dropped rather than given another's number.
+    EXPECT_EQ(texts(t.app.lstMessages),
+              (QStringList{"first (1/2)", "", "FREE stuff", "past 2^31", "last one"}));
+    EXPECT_EQ(t.app.lstMessages.number(3), 3000000123);
     EXPECT_EQ(t.app.lstMessages.tag(0), "1 Subject");
-    EXPECT_EQ(t.app.lstMessages.number(3), 5);
+    EXPECT_EQ(t.app.lstMessages.number(4), 5);
     EXPECT_TRUE(t.app.lstMessages.selected(0));
     EXPECT_TRUE(t.app.frame(Frame::Messages).visible);
     EXPECT_FALSE(t.app.frame(Frame::Groups).visible);
     // The group row learnt the real count.
-    EXPECT_EQ(t.app.lstGroups.text(0), mark(1) + "alt.binaries.x (4)");
+    EXPECT_EQ(t.app.lstGroups.text(0), mark(1) + "alt.binaries.x (5)");
 
     t.app.CurrentGroup = "alt.missing";
     t.disconnectPasses = -1;

@@ -141,14 +141,15 @@ TEST(ViewerLimit, AnArticleOfExactly32000CharactersIsMarkedPartial) {
         const QByteArray head = "Subject: long\r\n\r\n";
         QByteArray article = head + QByteArray(size - head.size() - 2, 'x') + "\r\n";
         s.send("200 ok\r\n").expect("MODE READER").send("200 ok\r\n");
-        s.expect("ARTICLE 7").send("220 7 <a@b> article\r\n" + article + ".\r\n");
+        // An article number past 2^31, as today's servers have them.
+        s.expect("ARTICLE 3000000123").send("220 3000000123 <a@b>\r\n" + article + ".\r\n");
         s.expect("QUIT").send("205 bye\r\n");
         t.setSetting("NNTPServer", s.address());
         const auto window = t.openWindow();
         app.Timer1.start();
         cmdConnect(app, false);
         ASSERT_TRUE(app.IsConnected);
-        app.lstMessages.addItem(0, "long", "7 Subject", 7);
+        app.lstMessages.addItem(0, "long", "3000000123 Subject", 3000000123);
         app.ShowMNumbers = false;
         app.lstMessages.selectOnly(0);
         app.lstMessages.setListIndex(0);

@@ -12,7 +12,7 @@
 
 namespace {
 
-ListRow row(const QString& text, const QString& tag = QString(), qint32 number = 0) {
+ListRow row(const QString& text, const QString& tag = QString(), qint64 number = 0) {
     return {text, tag, number, -1, false};
 }
 
@@ -101,6 +101,8 @@ TEST(ListModel, SaveAndLoadGiveBackEveryRowExactly) {
         row("number without tag", "", 42),
         row("smallest", "", INT_MIN),
         row("largest", "", INT_MAX),
+        row("article past 2^31", "", 3000000123),
+        row("past 2^62", "", qint64(1) << 62),
         row("  blanks around  ", " "),
         row(""), // an empty last row
     };
