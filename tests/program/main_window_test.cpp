@@ -102,8 +102,10 @@ TEST(Window, ClosingDuringATransferEndsTheWaitAndWritesNothingAfter) {
         app.CurrentServer = server.address();
         cmdConnect(app, false);
         ASSERT_TRUE(app.IsConnected);
+        // Fast ticks, and a time-out long enough that a loaded machine still
+        // delivers the first block before it.
         app.Timer1.start(10);
-        app.Timeout = 2;
+        app.Timeout = 200;
 
         int passesAfterClose = -1;
         app.DoEvents = [&, pass = app.DoEvents] {
