@@ -2,6 +2,7 @@
 #include "program/main_window.h"
 #include "program/startup.h"
 #include "shell/app.h"
+#include "support/app_icon.h"
 
 #include <QApplication>
 
@@ -9,6 +10,10 @@ int main(int argc, char** argv) {
     QApplication qapp(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("Zanderfell!"));
     QApplication::setApplicationName(QStringLiteral("Zanderfell!"));
+    // Every window shows the icon; the desktop matches the program to its
+    // menu entry (and so its icon) by this name.
+    QApplication::setWindowIcon(AppIcon());
+    QGuiApplication::setDesktopFileName(QStringLiteral("zanderfell"));
     App app;
     AssembleControls(app);
     MainWindow frmMain(app);

@@ -24,6 +24,7 @@
 #include "shell/menu_table.h"
 #include "shell/prompter_dialog.h"
 #include "support/about_window.h"
+#include "support/app_icon.h"
 #include "support/find.h"
 #include "support/find_dialog.h"
 #include "support/quick_help_window.h"
@@ -52,6 +53,7 @@ constexpr double kToolbarTwips = 630;
 MainWindow::MainWindow(App& app, QWidget* parent)
     : QMainWindow(parent), app_(app), prompter_(std::make_unique<DialogPrompter>(this)) {
     setObjectName(QStringLiteral("frmMain"));
+    setWindowIcon(AppIcon());
     app_.prompter = prompter_.get();
     ListModel::pictureProvider = [this](int n) { return QVariant(image(n)); };
     setMinimumSize(200, 150);

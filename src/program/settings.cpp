@@ -17,12 +17,18 @@ namespace {
 
 const QString kSep = QStringLiteral("/");
 
+// An installed program has its desktop entry under share/ beside bin/. It
+// must not write beside itself even when it could (root's /usr/bin).
+bool isInstalledDir(const QString& dir) {
+    return QFileInfo::exists(dir + QStringLiteral("/../share/applications/zanderfell.desktop"));
+}
+
 } // namespace
 
 void InitAppPath(App& app) {
     QString dir = app.ExeDir;
     QFileInfo info(dir);
-    if (dir.isEmpty() || !info.isDir() || !info.isWritable()) {
+    if (dir.isEmpty() || !info.isDir() || !info.isWritable() || isInstalledDir(dir)) {
         dir = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
         QDir().mkpath(dir);
     }

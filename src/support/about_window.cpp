@@ -1,40 +1,15 @@
 #include "support/about_window.h"
 
+#include "support/app_icon.h"
+
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QLabel>
-#include <QPainter>
-#include <QPainterPath>
 #include <QPushButton>
 #include <QScreen>
 #include <QVBoxLayout>
 
 namespace {
-
-// The logo: a white Z on a teal disc, crossed by a falling arrow.
-QPixmap logo(int side) {
-    QPixmap p(side, side);
-    p.fill(Qt::transparent);
-    QPainter g(&p);
-    g.setRenderHint(QPainter::Antialiasing);
-    g.setPen(Qt::NoPen);
-    g.setBrush(QColor(0, 128, 128));
-    g.drawEllipse(QRectF(1, 1, side - 2, side - 2));
-    const double u = side / 10.0;
-    QPainterPath z;
-    z.moveTo(2.6 * u, 2.8 * u);
-    z.lineTo(7.4 * u, 2.8 * u);
-    z.lineTo(3.6 * u, 6.2 * u);
-    z.lineTo(7.4 * u, 6.2 * u);
-    g.setPen(QPen(Qt::white, 1.1 * u, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-    g.setBrush(Qt::NoBrush);
-    g.drawPath(z);
-    g.setPen(QPen(QColor(255, 200, 60), 0.7 * u, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-    g.drawLine(QPointF(5 * u, 6.9 * u), QPointF(5 * u, 8.6 * u));
-    g.drawLine(QPointF(4.2 * u, 7.9 * u), QPointF(5 * u, 8.6 * u));
-    g.drawLine(QPointF(5.8 * u, 7.9 * u), QPointF(5 * u, 8.6 * u));
-    return p;
-}
 
 const char kDisclaimer[] =
     "Zanderfell! is provided as it is, without any warranty of any kind. You use it at your own "
@@ -56,7 +31,7 @@ AboutWindow::AboutWindow(QWidget* parent) : QDialog(parent) {
     setWindowTitle(QStringLiteral("About"));
     auto* picture = new QLabel(this);
     picture->setObjectName(QStringLiteral("picLogo"));
-    picture->setPixmap(logo(72));
+    picture->setPixmap(AppIcon().pixmap(72));
     auto* name = new QLabel(QStringLiteral("<b>Zanderfell!</b><br>Usenet binary newsreader"), this);
     lblVersion_ = new QLabel(VersionLine(), this);
     lblVersion_->setObjectName(QStringLiteral("lblVersion"));

@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QStandardPaths>
 #include <gtest/gtest.h>
 
 #include <tuple>
@@ -57,6 +58,29 @@ TEST(Settings, AFirstRunGivesEveryDefaultAndMakesItsFilesBesideTheExecutable) {
     EXPECT_FALSE(QFileInfo::exists(QDir(t.workDir()).filePath("ZanderfellFavorites.fav")))
         << "the favourites file went to the working directory";
     EXPECT_TRUE(t.prompter.shown().empty());
+}
+
+// An executable with its desktop entry installed beside it (bin/ next to
+// share/applications/) writes nothing beside itself, even where it could:
+// root's /usr/bin is writable.
+TEST(Settings, AnInstalledProgramKeepsItsFilesInTheUsersDataDirectory) {
+    TestApp t;
+    ASSERT_TRUE(QDir().mkpath(t.path("usr/bin")));
+    ASSERT_TRUE(t.writeFile("usr/share/applications/zanderfell.desktop", "[Desktop Entry]\n"));
+    t.app.ExeDir = t.path("usr/bin");
+    const QByteArray oldDataHome = qgetenv("XDG_DATA_HOME");
+    qputenv("XDG_DATA_HOME", t.path("home/data").toUtf8());
+    const QString data =
+        QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation) + "/";
+    t.load();
+    qputenv("XDG_DATA_HOME", oldDataHome);
+
+    EXPECT_TRUE(data.startsWith(t.path("home/data") + "/")) << data.toStdString();
+    EXPECT_EQ(t.app.AppPath, data);
+    EXPECT_EQ(t.app.DestDir, data + "Download/");
+    EXPECT_TRUE(QFileInfo(data + "NNTP_NET.INI").isFile());
+    EXPECT_EQ(QDir(t.path("usr/bin")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+              QStringList());
 }
 
 TEST(Settings, WhatSaveSettingsWritesLoadSettingsGivesBack) {

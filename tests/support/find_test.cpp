@@ -3,6 +3,7 @@
 #include "shell/gating.h"
 #include "shell/list_view_widget.h"
 #include "support/about_window.h"
+#include "support/app_icon.h"
 #include "support/find.h"
 #include "support/find_dialog.h"
 #include "support/quick_help_window.h"
@@ -157,6 +158,16 @@ TEST_F(WindowTest, HelpAboutFindAndScheduleOpenFromTheirMenus) {
     EXPECT_EQ(about->windowTitle(), "About");
     EXPECT_EQ(about->lblVersion()->text(), "Version 2.5 Build (2.5.69)");
     EXPECT_EQ(about->findChild<QGroupBox*>()->title(), "Software Disclaimer");
+    // One icon for the about box, the window and the desktop entry's theme
+    // sizes, each of which must load at its own size.
+    const QIcon icon = AppIcon();
+    EXPECT_EQ(about->findChild<QLabel*>("picLogo")->pixmap().toImage(), icon.pixmap(72).toImage());
+    EXPECT_EQ(window->windowIcon().pixmap(48).toImage(), icon.pixmap(48).toImage());
+    for (int side : {16, 22, 24, 32, 48, 64, 128, 256}) {
+        const QPixmap p = icon.pixmap(QSize(side, side));
+        EXPECT_EQ(p.size(), QSize(side, side)) << side;
+        EXPECT_EQ(p.toImage().pixelColor(side / 2, side / 10), QColor(0, 128, 128)) << side;
+    }
     const QSize size = about->size();
     about->resize(size * 2);
     EXPECT_EQ(about->size(), size);
