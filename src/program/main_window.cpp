@@ -14,6 +14,7 @@
 #include "harvest/sweep.h"
 #include "news/connection.h"
 #include "news/news_commands.h"
+#include "post/post_dialog.h"
 #include "program/commands.h"
 #include "program/startup.h"
 #include "schedule/auto_dialog.h"
@@ -73,6 +74,7 @@ MainWindow::MainWindow(App& app, QWidget* parent)
     app_.closeLargePreview = [this] {
         if (maxPrev_) maxPrev_->close();
     };
+    app_.postToCurrentGroup = [this] { menuPostC_Click(app_, this); };
     if (QScreen* s = screen()) {
         const QRect r = s->availableGeometry();
         app_.ScreenWidth = r.width() / pxPerTwip();
@@ -86,6 +88,7 @@ MainWindow::~MainWindow() {
     app_.showSetup = nullptr;
     app_.showLargePreview = nullptr;
     app_.closeLargePreview = nullptr;
+    app_.postToCurrentGroup = nullptr;
     if (app_.prompter == prompter_.get()) app_.prompter = nullptr;
 }
 
@@ -269,6 +272,9 @@ void MainWindow::connectCommands() {
     on("menuAuto", [this] { menuAuto_Click(app_, this); });
     on("menuQuickHelp", [this] { menuQuickHelp_Click(this); });
     on("menuAbout", [this] { menuAbout_Click(this); });
+    on("menuPostC", [this] { menuPostC_Click(app_, this); });
+    on("menuPostG", [this] { menuPostG_Click(app_, this); });
+    on("menuPostF", [this] { menuPostF_Click(app_, this); });
 
     ListView* favorites = view(app_.lstFavorites);
     favorites->setDropTarget(true);

@@ -18,6 +18,7 @@
 
 class QSettings;
 class NntpControl;
+class NewsClient;
 class Decoder;
 class PartRowIndex;
 struct HarvestState;
@@ -114,6 +115,8 @@ public:
     QString UserID;
     QString EmailAddress;
     QString UserName;
+    QString PostSubject;
+    QString Signature;
     qint32 MinGroups = 1;
     quint8 PreviewOn = 1;
     QString AutoTime;
@@ -129,6 +132,7 @@ public:
     // Made and wired by the program (or a test) through AssembleControls;
     // shared pointers so that the context needs no definition of them.
     std::shared_ptr<NntpControl> NNTP;
+    std::shared_ptr<NewsClient> NNTP2; // the posting connection
     std::shared_ptr<Decoder> MDEC;
     bool menuPostVisible = true;
     QTimer Timer1;
@@ -192,6 +196,9 @@ public:
     // Opens the message viewer on a row of lstMessages, not modal; installed
     // by the viewer. Unset, the right button on the list does nothing.
     std::function<void(int row)> showViewer;
+    // The compose dialog for the current group, as the toolbar's "Post"
+    // opens it; installed by the windows layer.
+    std::function<void()> postToCurrentGroup;
     // OK, Cancel and the setup dialog as a whole; off while a command of the
     // server list works through its rows.
     bool setupEnabled = true;
