@@ -13,6 +13,7 @@
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QSignalSpy>
+#include <QSslSocket>
 
 namespace {
 
@@ -250,6 +251,53 @@ TEST_F(Posting, ARefusingServerLosesItsRowsAndTheOthersStillPost) {
         EXPECT_EQ(logEntry(lines[1]), "Posted:" + inn.address() + " (" + g1 + ") " + kSubject);
         EXPECT_EQ(q.app.lstFavorites.selCount(), 0);
     }
+}
+
+// The posting connection logs in and speaks TLS as the main one does. The
+// article goes out stuffed; a server that never answers it is a failure.
+TEST(PostingScripted, LoginOverTlsAndAnArticleThatIsNeverAnswered) {
+    if (!QSslSocket::supportsSsl()) GTEST_SKIP() << "no TLS backend";
+    const QString certificate = QStringLiteral(ZANDERFELL_FIXTURES_DIR "/tls/server.crt");
+    TestApp t;
+    Poster p(t);
+    ScriptedNntpServer server;
+    ASSERT_TRUE(server.listenTls(certificate, ZANDERFELL_FIXTURES_DIR "/tls/server.key"));
+    server.send("200 ready\r\n")
+        .expect("MODE READER")
+        .send("480 Login first\r\n")
+        .expect("AUTHINFO USER poster")
+        .send("381 more\r\n")
+        .expect("AUTHINFO PASS secret")
+        .send("281 ok\r\n")
+        .expect("MODE READER")
+        .send("200 Posting Allowed\r\n")
+        .expect("POST")
+        .send("340 go ahead\r\n")
+        .silence();
+    t.app.NNTP2->setExtraCaCertificates(QSslCertificate::fromPath(certificate));
+    t.app.UserID = QStringLiteral("poster");
+    t.app.Password = QStringLiteral("secret");
+    t.app.Timeout = 3;
+    t.app.CurrentServer = QStringLiteral("nntps://127.0.0.1:%1").arg(server.port());
+    t.app.CurrentGroup = QStringLiteral("alt.test");
+    p.run(2);
+
+    EXPECT_TRUE(t.app.PostAllowed);
+    EXPECT_TRUE(server.errors().isEmpty()) << server.errors().join("; ").toStdString();
+    QList<QByteArray> wire = server.received();
+    ASSERT_GT(wire.size(), 7);
+    EXPECT_TRUE(wire[7].startsWith("Date: ")) << wire[7].toStdString();
+    wire[7] = "Date: ...";
+    EXPECT_EQ(wire, QList<QByteArray>(
+                        {"MODE READER", "AUTHINFO USER poster", "AUTHINFO PASS secret",
+                         "MODE READER", "POST", "From: poster@zanderfell.test",
+                         "Newsgroups: alt.test", "Date: ...", "Subject: Test post, please ignore",
+                         "Organization: Corvanet - Zanderfell! 2.5", "", "Hello group,",
+                         "..a line with a dot", "...two dots", "..", "end", "-- ", "poster", "."}));
+    EXPECT_FALSE(t.app.NNTP2->isConnected());
+    EXPECT_EQ(logLines(t).size(), 1);
+    EXPECT_EQ(logEntry(logLines(t).value(0)),
+              "Unable to Post to " + t.app.CurrentServer + " " + kSubject);
 }
 
 TEST(PostingStop, AStopWhileConnectingEndsTheRunWithoutALogLine) {
