@@ -300,6 +300,34 @@ TEST(PostingScripted, LoginOverTlsAndAnArticleThatIsNeverAnswered) {
               "Unable to Post to " + t.app.CurrentServer + " " + kSubject);
 }
 
+// In selected groups a refusal clears the whole selection: no further post.
+TEST(PostingScripted, ARefusalAmongSelectedGroupsEndsTheRun) {
+    TestApp t;
+    Poster p(t);
+    ScriptedNntpServer server;
+    server.send("200 ready (posting ok)\r\n")
+        .expect("MODE READER")
+        .send("200 ready (posting ok)\r\n")
+        .expect("POST")
+        .send("441 Posting failed: group is moderated\r\n");
+    ASSERT_TRUE(server.listen());
+    t.app.CurrentServer = server.address();
+    for (const char* g : {"zf.one (3)", "zf.two (4)", "zf.three (5)"})
+        t.app.lstGroups.addItem(QString::fromLatin1(g));
+    t.app.lstGroups.setSelected(1, true);
+    t.app.lstGroups.setSelected(2, true);
+    p.run(0);
+
+    EXPECT_TRUE(server.errors().isEmpty()) << server.errors().join("; ").toStdString();
+    EXPECT_EQ(server.received(), QList<QByteArray>({"MODE READER", "POST"}));
+    EXPECT_TRUE(p.shown.contains("441 Posting failed: group is moderated"));
+    EXPECT_EQ(t.app.lstGroups.selCount(), 0);
+    EXPECT_EQ(t.app.CurrentGroup, "zf.two");
+    EXPECT_EQ(logLines(t).size(), 1);
+    EXPECT_EQ(logEntry(logLines(t).value(0)),
+              "Unable to Post to " + server.address() + " " + kSubject);
+}
+
 TEST(PostingStop, AStopWhileConnectingEndsTheRunWithoutALogLine) {
     TestApp t;
     Poster p(t);
