@@ -1,5 +1,8 @@
 #include "news/nntp_address.h"
 
+#include <QSslConfiguration>
+#include <QSslSocket>
+
 namespace {
 
 constexpr quint16 kPlainPort = 119;
@@ -63,4 +66,21 @@ NntpAddress parseNntpAddress(const QString& server) {
     result.tls = schemeTls || port == kTlsPort;
     result.valid = true;
     return result;
+}
+
+void openNntpSocket(QSslSocket& socket, const NntpAddress& address,
+                    const QList<QSslCertificate>& extraCaCertificates) {
+    if (!address.tls) {
+        socket.connectToHost(address.host, address.port);
+        return;
+    }
+    QSslConfiguration config = socket.sslConfiguration();
+    // Any change to the CA list turns off Qt's on-demand lookup of the
+    // system's roots, so the default is left alone unless there are extra
+    // certificates, and then the system's roots go in with them.
+    if (!extraCaCertificates.isEmpty())
+        config.setCaCertificates(QSslConfiguration::systemCaCertificates() + extraCaCertificates);
+    config.setPeerVerifyMode(QSslSocket::VerifyPeer);
+    socket.setSslConfiguration(config);
+    socket.connectToHostEncrypted(address.host, address.port);
 }

@@ -4,7 +4,6 @@
 #include "news/nntp_errors.h"
 
 #include <QMetaObject>
-#include <QSslConfiguration>
 #include <QSslError>
 #include <QSslSocket>
 
@@ -121,20 +120,7 @@ bool NntpControl::connectTo(const QString& server) {
             sslErrors_ << e.errorString();
     });
 
-    if (tls_) {
-        QSslConfiguration config = socket_->sslConfiguration();
-        // Any change to the CA list turns off Qt's on-demand lookup of the
-        // system's roots, so the default is left alone unless there are
-        // extra certificates, and then the system's roots go in with them.
-        if (!extraCaCertificates_.isEmpty())
-            config.setCaCertificates(QSslConfiguration::systemCaCertificates() +
-                                     extraCaCertificates_);
-        config.setPeerVerifyMode(QSslSocket::VerifyPeer);
-        socket_->setSslConfiguration(config);
-        socket_->connectToHostEncrypted(address.host, address.port);
-    } else {
-        socket_->connectToHost(address.host, address.port);
-    }
+    openNntpSocket(*socket_, address, extraCaCertificates_);
     return true;
 }
 
@@ -244,24 +230,10 @@ void NntpControl::onSocketError(QAbstractSocket::SocketError socketError) {
         closeConnection();
         return;
     }
-    int code = NntpError::SocketFailure;
+    const int code = NntpError::fromSocketError(socketError);
     QString detail = socket_->errorString();
-    switch (socketError) {
-    case QAbstractSocket::HostNotFoundError:
-        code = NntpError::HostNotFound;
-        break;
-    case QAbstractSocket::ConnectionRefusedError:
-        code = NntpError::ConnectionRefused;
-        break;
-    case QAbstractSocket::SslHandshakeFailedError:
-    case QAbstractSocket::SslInternalError:
-    case QAbstractSocket::SslInvalidUserDataError:
-        code = NntpError::TlsFailed;
-        if (!sslErrors_.isEmpty()) detail = sslErrors_.join(QLatin1String("; "));
-        break;
-    default:
-        break;
-    }
+    if (code == NntpError::TlsFailed && !sslErrors_.isEmpty())
+        detail = sslErrors_.join(QLatin1String("; "));
     failConnection(code, NntpError::describe(code, detail));
 }
 

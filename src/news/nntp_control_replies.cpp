@@ -10,15 +10,6 @@
 
 namespace {
 
-int replyCode(const QByteArray& line) {
-    if (line.size() < 3) return -1;
-    for (int k = 0; k < 3; ++k) {
-        if (line[k] < '0' || line[k] > '9') return -1;
-    }
-    if (line.size() > 3 && line[3] >= '0' && line[3] <= '9') return -1;
-    return (line[0] - '0') * 100 + (line[1] - '0') * 10 + (line[2] - '0');
-}
-
 // Server refusals keep their own code; anything else the command does not
 // expect is ours.
 int errorCodeFor(int code) {
@@ -34,7 +25,7 @@ QByteArray withoutLineBreaks(const QString& text) {
 } // namespace
 
 void NntpControl::handleLine(const QByteArray& line) {
-    const int code = replyCode(line);
+    const int code = nntpReplyCode(line);
     const QString text = QString::fromUtf8(line);
     if (code < 0) {
         if (await_ == Await::Nothing) return; // stray text between replies

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QAbstractSocket>
 #include <QString>
 
 // Every error code that NntpControl raises through its error event.
@@ -63,6 +64,22 @@ inline QString describe(int code, const QString& detail) {
     QString description = QString::fromLatin1(text(code));
     if (!detail.isEmpty()) description += QLatin1String(": ") + detail;
     return description;
+}
+
+// The code of a failure the socket reports.
+inline int fromSocketError(QAbstractSocket::SocketError error) {
+    switch (error) {
+    case QAbstractSocket::HostNotFoundError:
+        return HostNotFound;
+    case QAbstractSocket::ConnectionRefusedError:
+        return ConnectionRefused;
+    case QAbstractSocket::SslHandshakeFailedError:
+    case QAbstractSocket::SslInternalError:
+    case QAbstractSocket::SslInvalidUserDataError:
+        return TlsFailed;
+    default:
+        return SocketFailure;
+    }
 }
 
 } // namespace NntpError

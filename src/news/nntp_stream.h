@@ -6,6 +6,16 @@
 // real reply comes near it; a longer line is a broken or hostile server.
 inline constexpr qsizetype kMaxLineBytes = 1024 * 1024;
 
+// The three-digit code of a status line, or -1 when the line has none.
+inline int nntpReplyCode(const QByteArray& line) {
+    if (line.size() < 3) return -1;
+    for (int k = 0; k < 3; ++k) {
+        if (line[k] < '0' || line[k] > '9') return -1;
+    }
+    if (line.size() > 3 && line[3] >= '0' && line[3] <= '9') return -1;
+    return (line[0] - '0') * 100 + (line[1] - '0') * 10 + (line[2] - '0');
+}
+
 // Undoes the dot-stuffing of a multi-line NNTP reply while it streams in, and
 // finds its terminating "." line. Blocks may be cut anywhere: a stuffed ".."
 // or the terminator split over two blocks is recognised all the same.

@@ -5,6 +5,8 @@
 #include "harvest/address_scans.h"
 #include "news/news_events.h"
 #include "news/nntp_control.h"
+#include "post/news_client.h"
+#include "post/post_events.h"
 #include "program/settings.h"
 #include "schedule/auto_schedule.h"
 #include "shell/app.h"
@@ -12,6 +14,8 @@
 void AssembleControls(App& app) {
     app.NNTP = std::make_shared<NntpControl>();
     connectNewsEvents(app);
+    app.NNTP2 = std::make_shared<NewsClient>();
+    connectPostEvents(app);
     app.MDEC = std::make_shared<Decoder>();
     connectDecoderEvents(app);
     app.saveSettings = [&app] { SaveSettings(app); };

@@ -28,6 +28,8 @@ void Toolbar1_ButtonClick(App& app, int number) {
     else if (caption == QLatin1String("Disconnect")) {
         cmdDisconnect(app);
         app.setStatus(1, QStringLiteral("Click on CONNECT to connect to Server"));
+    } else if (caption == QLatin1String("Post")) {
+        if (app.postToCurrentGroup) app.postToCurrentGroup();
     } else if (caption == QLatin1String("Links"))
         ShellLaunch(app, app.AppPath + QStringLiteral("UsenetHTTP.htm"));
 }

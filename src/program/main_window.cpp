@@ -15,6 +15,7 @@
 #include "news/connection.h"
 #include "news/news_commands.h"
 #include "post/message_window.h"
+#include "post/post_dialog.h"
 #include "program/commands.h"
 #include "program/startup.h"
 #include "schedule/auto_dialog.h"
@@ -80,6 +81,10 @@ MainWindow::MainWindow(App& app, QWidget* parent)
         if (!viewer_) viewer_ = new MessageWindow(app_, pxPerTwip(), this);
         viewer_->open(row);
     };
+    app_.postToCurrentGroup = [this] { menuPostC_Click(app_, this); };
+    app_.composeReply = [this](const QString& subject, const QString& message) {
+        replyToMessage(app_, subject, message, viewer_ ? static_cast<QWidget*>(viewer_) : this);
+    };
     if (QScreen* s = screen()) {
         const QRect r = s->availableGeometry();
         app_.ScreenWidth = r.width() / pxPerTwip();
@@ -94,6 +99,8 @@ MainWindow::~MainWindow() {
     app_.showLargePreview = nullptr;
     app_.closeLargePreview = nullptr;
     app_.showViewer = nullptr;
+    app_.postToCurrentGroup = nullptr;
+    app_.composeReply = nullptr;
     if (app_.prompter == prompter_.get()) app_.prompter = nullptr;
 }
 
@@ -277,6 +284,9 @@ void MainWindow::connectCommands() {
     on("menuAuto", [this] { menuAuto_Click(app_, this); });
     on("menuQuickHelp", [this] { menuQuickHelp_Click(this); });
     on("menuAbout", [this] { menuAbout_Click(this); });
+    on("menuPostC", [this] { menuPostC_Click(app_, this); });
+    on("menuPostG", [this] { menuPostG_Click(app_, this); });
+    on("menuPostF", [this] { menuPostF_Click(app_, this); });
 
     ListView* favorites = view(app_.lstFavorites);
     favorites->setDropTarget(true);

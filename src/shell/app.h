@@ -18,6 +18,7 @@
 
 class QSettings;
 class NntpControl;
+class NewsClient;
 class Decoder;
 class PartRowIndex;
 struct HarvestState;
@@ -114,6 +115,8 @@ public:
     QString UserID;
     QString EmailAddress;
     QString UserName;
+    QString PostSubject;
+    QString Signature;
     qint32 MinGroups = 1;
     quint8 PreviewOn = 1;
     QString AutoTime;
@@ -129,6 +132,7 @@ public:
     // Made and wired by the program (or a test) through AssembleControls;
     // shared pointers so that the context needs no definition of them.
     std::shared_ptr<NntpControl> NNTP;
+    std::shared_ptr<NewsClient> NNTP2; // the posting connection
     std::shared_ptr<Decoder> MDEC;
     bool menuPostVisible = true;
     QTimer Timer1;
@@ -195,6 +199,9 @@ public:
     // Opens the compose dialog for a reply to the viewed message, with its
     // subject and text; installed by the program. Unset, Reply does nothing.
     std::function<void(const QString& subject, const QString& message)> composeReply;
+    // The compose dialog for the current group, as the toolbar's "Post"
+    // opens it; installed by the windows layer.
+    std::function<void()> postToCurrentGroup;
     // OK, Cancel and the setup dialog as a whole; off while a command of the
     // server list works through its rows.
     bool setupEnabled = true;

@@ -9,15 +9,19 @@
 #include "news/nntp_control.h"
 #include "post/message_view.h"
 #include "post/message_window.h"
+#include "post/post_dialog.h"
 #include "shell/temp_files.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPrinter>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 
 namespace {
 
@@ -127,6 +131,43 @@ TEST_F(Viewer, PrintsTitleThenBodyAndRepliesWithTheFirstHundredCharacters) {
     EXPECT_EQ(subject, "Re : " + app.lstMessages.text(0));
     const QString shown = v->txtMsgBody->toPlainText();
     EXPECT_EQ(message, "\r\n\r\n-- \r\nAnn\r\n" + QString(40, u'-') + "\r\n" + shown.left(100));
+    v->close();
+}
+
+// Reply end to end: the compose dialog comes up filled, posts to the current
+// group through the posting client, and the reply on the server holds the
+// title, the 40 hyphens, the first 100 characters and the signature twice.
+TEST_F(Viewer, ReplyPostsThroughTheComposeDialog) {
+    ASSERT_TRUE(inn.post(group, "original", QByteArray(150, 'q') + "\r\n"));
+    openGroup();
+    app.EmailAddress = "ann@example.com";
+    MessageWindow* v = view(0);
+    ASSERT_NE(v, nullptr);
+    const QString quoted = v->txtMsgBody->toPlainText().left(100);
+    bool posted = false;
+    QTimer::singleShot(0, [&] {
+        auto* dialog = qobject_cast<PostDialog*>(QApplication::activeModalWidget());
+        if (!dialog) return;
+        EXPECT_EQ(dialog->txtSubjectField()->text(), "Re : " + app.lstMessages.text(0));
+        dialog->txtEmailField()->setText("ann@example.com");
+        dialog->cmdOK_Click();
+        posted = true;
+        dialog->reject();
+    });
+    v->menuReply_Click();
+    ASSERT_TRUE(posted) << "the compose dialog never came up";
+
+    NntpProbe probe;
+    ASSERT_EQ(NntpProbe::code(probe.connectTo(inn.port())) / 100, 2);
+    ASSERT_TRUE(probe.command("GROUP " + group.toUtf8()).startsWith("211 2 "));
+    ASSERT_EQ(NntpProbe::code(probe.command("ARTICLE 2")), 220);
+    QByteArray reply;
+    for (QByteArray line = probe.readLine(); !line.isNull() && line != "."; line = probe.readLine())
+        reply += (line.startsWith('.') ? line.mid(1) : line) + "\n";
+    EXPECT_TRUE(reply.contains("Subject: Re : original")) << reply.toStdString();
+    EXPECT_TRUE(reply.contains("\n" + QByteArray(40, '-') + "\n" + quoted.toUtf8()));
+    EXPECT_EQ(reply.count("-- \nAnn"), 2) << reply.toStdString();
+    EXPECT_FALSE(reply.contains(QByteArray(101, 'q')));
     v->close();
 }
 
