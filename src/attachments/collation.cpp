@@ -86,20 +86,29 @@ bool msgMultipart(App& app, QString& msgTitle, qint32& curmsg, PartSearch search
     // Positions count from 1 as in the title's description; 0 means none.
     qsizetype openPos = 0, closePos = 0, slashPos = 0;
     QChar closeChar;
-    for (qsizetype i = msgTitle.size(); i >= 1; --i) {
-        const QChar c = msgTitle[i - 1];
-        if (c == u'(' || c == u'{' || c == u'[') {
-            openPos = i;
-            break;
-        }
-        if (c == u')' || c == u'}' || c == u']') {
-            if (closePos == 0) {
-                closePos = i;
-                closeChar = c;
+    // The right-most bracket group; with ModernParts, when it holds no slash
+    // ("... (1/2) 18 kB - test (2)"), the next group to its left that does.
+    for (qsizetype end = msgTitle.size(); end >= 1;) {
+        openPos = closePos = slashPos = 0;
+        closeChar = QChar();
+        for (qsizetype i = end; i >= 1; --i) {
+            const QChar c = msgTitle[i - 1];
+            if (c == u'(' || c == u'{' || c == u'[') {
+                openPos = i;
+                break;
             }
-        } else if (c == u'/') {
-            slashPos = i;
+            if (c == u')' || c == u'}' || c == u']') {
+                if (closePos == 0) {
+                    closePos = i;
+                    closeChar = c;
+                }
+            } else if (c == u'/') {
+                slashPos = i;
+            }
         }
+        const bool counter = 0 < openPos && openPos < slashPos && slashPos < closePos;
+        if (counter || !app.ModernParts || openPos <= 1) break;
+        end = openPos - 1;
     }
 
     qint32 part = 0, total = 0;
@@ -137,7 +146,10 @@ bool msgMultipart(App& app, QString& msgTitle, qint32& curmsg, PartSearch search
         const QString number = QString::number(i);
         const QString pad(std::max<qsizetype>(0, totalText.size() - number.size()), u'0');
         const QString text = prefix + extraZero + pad + number + tail;
-        const int row = findPartRow(app, text, counterAt, search);
+        int row = findPartRow(app, text, counterAt, search);
+        // Many posters write "(1/25)": the part as it is, without the padding.
+        if (row < 0 && app.ModernParts && (!pad.isEmpty() || !extraZero.isEmpty()))
+            row = findPartRow(app, prefix + number + tail, counterAt, search);
         if (row < 0) {
             complete = false;
             break;

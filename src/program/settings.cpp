@@ -70,6 +70,7 @@ void LoadSettings(App& app) {
     r.byteFlag("SpawnVideo", app.SpawnVideo, 1);
     r.flag("Remove SPAM", app.RemoveSpam, false);
     r.flag("ShowMNumbers", app.ShowMNumbers, false);
+    r.flag("ModernParts", app.ModernParts, false);
     r.text("NNTPServer", app.CurrentServer, QString());
     UpdateListTitles(app, QStringLiteral("5"));
     r.integer("Timeout", app.Timeout, 30);
@@ -119,6 +120,7 @@ void SaveSettings(App& app) {
     flag("Remove SPAM", app.RemoveSpam);
     flag("SpawnVideo", app.SpawnVideo != 0);
     flag("ShowMNumbers", app.ShowMNumbers);
+    flag("ModernParts", app.ModernParts);
     text("Version", QStringLiteral("2.5"));
     number("Preview", app.PreviewOn);
     text("NNTPServer", app.CurrentServer);

@@ -76,6 +76,7 @@ const OptionDef kOptions[] = {
     {SetupOption::FileDelete, "chkFileDelete", "Confirm File Delete"},
     {SetupOption::Video, "chkVideo", "Spawn Video in Preview Mode"},
     {SetupOption::Show, "chkShow", "Show Message Numbers"},
+    {SetupOption::ModernParts, "chkModernParts", "Modern Part Counters"},
 };
 
 const char* const kToolbarKeys[] = {"New", "Find", "Delete", "Import", "Export", "Sort"};

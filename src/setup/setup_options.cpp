@@ -77,6 +77,8 @@ bool optionValue(const App& app, SetupOption option) {
         return app.SpawnVideo != 0;
     case SetupOption::Show:
         return app.ShowMNumbers;
+    case SetupOption::ModernParts:
+        return app.ModernParts;
     }
     return false;
 }
@@ -103,6 +105,9 @@ void setOption(App& app, SetupOption option, bool ticked) {
         break;
     case SetupOption::Show:
         app.ShowMNumbers = ticked;
+        break;
+    case SetupOption::ModernParts:
+        app.ModernParts = ticked;
         break;
     }
 }

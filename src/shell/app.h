@@ -107,6 +107,9 @@ public:
     bool AutoLoadGroups = true;
     bool BinariesOnly = false;
     quint8 SpawnVideo = 1;
+    // Part counters as today's posters write them: "(1/25)" unpadded, and a
+    // bracket group without a slash behind the counter. Off: the old rule.
+    bool ModernParts = false;
     bool RemoveSpam = false;
     bool ShowMNumbers = false;
     QString CurrentServer;

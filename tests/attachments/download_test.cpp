@@ -306,6 +306,37 @@ TEST_F(Download, DoubleClickAndDownloadButtonFetchEachSelectedPostOnce) {
         EXPECT_EQ(file(name), sent[name]) << name.toStdString();
 }
 
+// Part counters as today's posters write them: "(1/25)" without padding, and
+// a bracket group behind the counter. Off, the old rule holds: the first post
+// is incomplete and each part of the second is a single article.
+TEST_F(Download, ModernPartCountersCollateOnlyWithTheOption) {
+    const QByteArray many = randomBytes(25 * 400, 60), two = randomBytes(2 * 3000, 61);
+    const QList<QByteArray> manyParts =
+        yencEncodeParts(many, QList<qsizetype>(25, 400), "many.bin");
+    for (int p = 1; p <= 25; ++p)
+        post(QStringLiteral("\"many.bin\" yEnc (%1/25)").arg(p), manyParts[p - 1]);
+    const QList<QByteArray> twoParts = yencEncodeParts(two, {3000, 3000}, "two.bin");
+    for (int p = 1; p <= 2; ++p)
+        post(QStringLiteral("two.bin (%1/2) 6 kB yEnc - test (2)").arg(p), twoParts[p - 1]);
+    openGroup();
+
+    app.ModernParts = false;
+    download("\"many.bin\" yEnc (1/25)");
+    EXPECT_EQ(app.statbar[2], "Incomplete");
+    QSignalSpy documents(app.NNTP.get(), &NntpControl::document);
+    download("two.bin (1/2) 6 kB yEnc - test (2)");
+    EXPECT_EQ(fetches(documents), 1) << "one article, taken as a single post";
+    EXPECT_TRUE(listed().isEmpty());
+
+    app.ModernParts = true;
+    for (int row = 0; row < app.lstMessages.count(); ++row)
+        app.lstMessages.setTag(row, QString());
+    download("\"many.bin\" yEnc (1/25)");
+    download("two.bin (1/2) 6 kB yEnc - test (2)");
+    EXPECT_EQ(file("many.bin"), many);
+    EXPECT_EQ(file("two.bin"), two);
+}
+
 // The toolbar's "All" is F2 on the message list, "View" its right button.
 TEST_F(Download, AllAndViewButtonsActAsF2AndTheRightButtonOnTheMessageList) {
     QMap<QString, QByteArray> sent;
