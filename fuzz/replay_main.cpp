@@ -27,6 +27,10 @@ using Bytes = std::vector<std::uint8_t>;
 // directory when it brings the process down, so it can join the corpus.
 const Bytes* current = nullptr;
 
+// The handlers that were there before (a sanitizer's), put back to report the
+// crash as they would have.
+struct sigaction previous[NSIG];
+
 void keepCurrent(int sig) {
     if (current) {
         const int fd = ::open("crash-input", O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -35,7 +39,7 @@ void keepCurrent(int sig) {
             ::close(fd);
         }
     }
-    std::signal(sig, SIG_DFL);
+    ::sigaction(sig, &previous[sig], nullptr);
     std::raise(sig);
 }
 
@@ -164,8 +168,11 @@ int main(int argc, char** argv) {
         auto more = readDictionary(d);
         words.insert(words.end(), more.begin(), more.end());
     }
-    for (int sig : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL})
-        std::signal(sig, keepCurrent);
+    for (int sig : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL}) {
+        struct sigaction keep = {};
+        keep.sa_handler = keepCurrent;
+        ::sigaction(sig, &keep, &previous[sig]);
+    }
     std::mt19937_64 rng(seed);
     const auto until =
         std::chrono::steady_clock::now() + std::chrono::duration<double>(freshSeconds);
