@@ -11,6 +11,9 @@ constexpr int kAllocationLimitMb = 128;
 // Decoded pictures are kept at most this large (64 MB at 32 bits a pixel):
 // more than any screen shows, so nothing is lost by fitting into it.
 constexpr qint64 kMaxShownPixels = qint64(1) << 24;
+// Nor is a side kept longer than this: Qt's smooth scaling fails on a
+// target side of millions of pixels, as a picture one pixel wide asks for.
+constexpr int kMaxShownSide = 1 << 15;
 
 // Whether the file carries the end mark of its format. Some readers fill a
 // picture that stops short with grey and call it a success.
@@ -58,7 +61,8 @@ QByteArray previewFormat(QIODevice& file) {
 QSize keptSize(QSize size) {
     const qint64 pixels = qint64(size.width()) * size.height();
     if (pixels <= kMaxShownPixels) return size;
-    const double k = std::sqrt(double(kMaxShownPixels) / double(pixels));
+    const double k = std::min(std::sqrt(double(kMaxShownPixels) / double(pixels)),
+                              double(kMaxShownSide) / std::max(size.width(), size.height()));
     return QSize(std::max(1, int(size.width() * k)), std::max(1, int(size.height() * k)));
 }
 

@@ -102,6 +102,19 @@ TEST(PictureControl, KeepsItsPictureWhenAFileCantBeShownAndShrinksHugeOnes) {
     const QSize kept = control.image().size();
     EXPECT_LE(qint64(kept.width()) * kept.height(), qint64(1) << 24);
     EXPECT_NEAR(double(kept.width()) / kept.height(), 1.5, 0.01);
+    // One pixel wide and 2^24 + 1 tall, in a file of 64 bytes: shrinking it
+    // to a side of millions of pixels brought the process down.
+    QByteArray tall;
+    QDataStream bmpOut(&tall, QIODevice::WriteOnly);
+    bmpOut.setByteOrder(QDataStream::LittleEndian);
+    bmpOut.writeRawData("BM", 2);
+    bmpOut << quint32(58) << quint32(0) << quint32(54) << quint32(40) << qint32(1)
+           << qint32((1 << 24) + 1) << quint16(1) << quint16(24) << quint32(0) << quint32(4)
+           << qint32(2835) << qint32(2835) << quint32(0) << quint32(0) << quint32(0x00ff0000)
+           << quint16(0);
+    if (control.setFileName(write("tall.bmp", tall))) {
+        EXPECT_LE(control.image().height(), 1 << 15);
+    }
     ASSERT_TRUE(control.setFileName(QString()));
     EXPECT_TRUE(control.image().isNull());
 }
