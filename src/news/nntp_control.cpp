@@ -2,6 +2,7 @@
 
 #include "news/nntp_address.h"
 #include "news/nntp_errors.h"
+#include "news/nntp_lines.h"
 
 #include <QMetaObject>
 #include <QSslError>
@@ -11,9 +12,6 @@
 // lines and body blocks. What each reply means is in nntp_control_replies.cpp.
 
 namespace {
-
-// A status line longer than this is not NNTP; stop before it eats memory.
-constexpr qsizetype kMaxStatusLine = 64 * 1024;
 
 // Anything that would end the command line early or smuggle in a second one.
 bool isToken(const QString& text) {
@@ -282,19 +280,15 @@ void NntpControl::consume(QByteArray chunk) {
             }
             continue;
         }
-        const qsizetype nl = chunk.indexOf('\n', pos);
-        if (nl < 0) {
-            lineBuffer_.append(chunk.constData() + pos, chunk.size() - pos);
-            if (lineBuffer_.size() > kMaxStatusLine)
+        QByteArray line;
+        const LineTake took = takeStatusLine(lineBuffer_, chunk, pos, line);
+        if (took != LineTake::Line) {
+            if (took == LineTake::TooLong)
                 failConnection(NntpError::ProtocolViolation,
                                NntpError::describe(NntpError::ProtocolViolation,
                                                    QStringLiteral("reply line too long")));
             return;
         }
-        QByteArray line = lineBuffer_;
-        lineBuffer_.clear();
-        line.append(chunk.constData() + pos, nl - pos);
-        pos = nl + 1;
         lfOnlyLine_ = !line.endsWith('\r');
         if (!lfOnlyLine_) line.chop(1);
         handleLine(line);

@@ -1,28 +1,13 @@
 #include "news/nntp_control.h"
 
 #include "news/nntp_errors.h"
+#include "news/nntp_lines.h"
 
 #include <QMetaObject>
 #include <QSslSocket>
 
 // The conversation: what each reply means in the step it answers, login,
 // the fallbacks of header ranges, and the events that tell the caller.
-
-namespace {
-
-// Server refusals keep their own code; anything else the command does not
-// expect is ours.
-int errorCodeFor(int code) {
-    return code >= 400 && code <= 599 ? code : NntpError::UnexpectedReply;
-}
-
-QByteArray withoutLineBreaks(const QString& text) {
-    QByteArray bytes = text.toUtf8();
-    bytes.replace('\r', QByteArray()).replace('\n', QByteArray());
-    return bytes;
-}
-
-} // namespace
 
 void NntpControl::handleLine(const QByteArray& line) {
     const int code = nntpReplyCode(line);

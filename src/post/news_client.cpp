@@ -2,31 +2,13 @@
 
 #include "news/nntp_address.h"
 #include "news/nntp_errors.h"
+#include "news/nntp_lines.h"
 #include "news/nntp_stream.h"
 
 #include <QDateTime>
 #include <QLocale>
 #include <QSslError>
 #include <QSslSocket>
-
-namespace {
-
-// A status line longer than this is not NNTP; stop before it eats memory.
-constexpr qsizetype kMaxStatusLine = 64 * 1024;
-
-// Server refusals keep their own code; anything else the command does not
-// expect is ours.
-int errorCodeFor(int code) {
-    return code >= 400 && code <= 599 ? code : NntpError::UnexpectedReply;
-}
-
-QByteArray withoutLineBreaks(const QString& text) {
-    QByteArray bytes = text.toUtf8();
-    bytes.replace('\r', QByteArray()).replace('\n', QByteArray());
-    return bytes;
-}
-
-} // namespace
 
 NewsClient::NewsClient(QObject* parent) : QObject(parent) {}
 
@@ -279,19 +261,15 @@ void NewsClient::onReadyRead() {
         const QByteArray chunk = socket_->readAll();
         qsizetype pos = 0;
         while (epoch == epoch_ && pos < chunk.size()) {
-            const qsizetype nl = chunk.indexOf('\n', pos);
-            if (nl < 0) {
-                lineBuffer_.append(chunk.constData() + pos, chunk.size() - pos);
-                if (lineBuffer_.size() > kMaxStatusLine)
+            QByteArray line;
+            const LineTake took = takeStatusLine(lineBuffer_, chunk, pos, line);
+            if (took != LineTake::Line) {
+                if (took == LineTake::TooLong)
                     failConnection(NntpError::ProtocolViolation,
                                    NntpError::describe(NntpError::ProtocolViolation,
                                                        QStringLiteral("reply line too long")));
                 break;
             }
-            QByteArray line = lineBuffer_;
-            lineBuffer_.clear();
-            line.append(chunk.constData() + pos, nl - pos);
-            pos = nl + 1;
             if (line.endsWith('\r')) line.chop(1);
             handleLine(line);
         }
