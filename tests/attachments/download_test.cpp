@@ -6,6 +6,7 @@
 #include "attachments/download.h"
 #include "attachments/download_drivers.h"
 #include "fixtures/encoders.h"
+#include "fixtures/inn_app_test.h"
 #include "fixtures/inn_server.h"
 #include "fixtures/test_app.h"
 #include "news/connection.h"
@@ -57,25 +58,17 @@ int fetches(const QSignalSpy& requests) {
     return begins;
 }
 
-class Download : public InnTest {
+class Download : public InnAppTest {
 protected:
     void SetUp() override {
-        InnTest::SetUp();
+        InnAppTest::SetUp();
         if (IsSkipped() || HasFatalFailure()) return;
-        app.AppPath = t.dir.path() + "/";
-        app.DestDir = t.path("download/");
-        QDir().mkpath(app.DestDir);
-        app.Timer1.start();
-        app.CurrentServer = inn.address();
-        MakeTempFile(app);
         group = InnServer::uniqueGroup("alt.binaries.zf.download");
         ASSERT_TRUE(inn.newGroup(group));
         QObject::connect(&app, &App::statusChanged, [this](int panel) {
             if (panel == 2) shown << app.statbar[2];
         });
     }
-    void TearDown() override { cmdDisconnect(app); }
-
     void post(const QString& subject, const QByteArray& body, const HeaderList& headers = {}) {
         ASSERT_TRUE(inn.post(group, subject, body, headers)) << inn.lastError().toStdString();
     }
@@ -119,8 +112,6 @@ protected:
         return QDir(app.DestDir).entryList(QDir::Files | QDir::Hidden);
     }
 
-    TestApp t;
-    App& app = t.app;
     QString group;
     QStringList shown; // texts of status panel 2 during the last download
 };

@@ -1,6 +1,7 @@
 // The check of selected servers and the scans across servers: a refused
 // port, a silent server, a dripping one, scripted servers with exact group
 // lists, and INN.
+#include "fixtures/inn_app_test.h"
 #include "fixtures/inn_server.h"
 #include "fixtures/scripted_server.h"
 #include "fixtures/test_app.h"
@@ -35,23 +36,15 @@ void scriptGoodServer(ScriptedNntpServer& s, const QByteArray& groups, bool read
 
 const QByteArray kThreeGroups = "a.one 3 1 y\r\na.two 0 1 y\r\na.three 0 1 y\r\n";
 
-class ServerCheck : public InnTest {
+class ServerCheck : public InnAppTest {
 protected:
     void SetUp() override {
-        InnTest::SetUp();
+        InnAppTest::SetUp();
         if (IsSkipped() || HasFatalFailure()) return;
-        app.AppPath = t.dir.path() + "/";
-        app.DestDir = t.path("download/");
         app.FavoritesFile = t.path("favourites.fav");
-        QDir().mkpath(app.DestDir);
-        QDir().mkpath(app.AppPath + "Cache");
-        app.Timer1.start();
         app.Timeout = 2;
-        MakeTempFile(app);
         t.writeFile("favourites.fav", "alt.kept (news.example)\n");
     }
-    void TearDown() override { cmdDisconnect(app); }
-
     // The server list as rows, the given ones selected. A bare address is
     // written in the form of a new row, as an import writes it.
     void servers(const QStringList& rows, const QList<int>& selected) {
@@ -77,9 +70,6 @@ protected:
         cmdCheckAll(app, mode);
         return mode;
     }
-
-    TestApp t;
-    App& app = t.app;
 };
 
 // A refused port and a silent server fail and go; the good one after them is

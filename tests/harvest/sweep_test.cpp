@@ -1,6 +1,7 @@
 // Sweeps over the scopes of the main window against a real INN: Web
 // addresses of messages and of a group, e-mail addresses of groups into an
 // output file, news servers of favourites on two servers, and a stop.
+#include "fixtures/inn_app_test.h"
 #include "fixtures/inn_server.h"
 #include "fixtures/test_app.h"
 #include "harvest/sweep.h"
@@ -15,21 +16,13 @@
 
 namespace {
 
-class Sweep : public InnTest {
+class Sweep : public InnAppTest {
 protected:
     void SetUp() override {
-        InnTest::SetUp();
+        InnAppTest::SetUp();
         if (IsSkipped() || HasFatalFailure()) return;
-        app.AppPath = t.dir.path() + "/";
-        app.DestDir = t.path("download/");
-        QDir().mkpath(app.DestDir);
-        QDir().mkpath(app.AppPath + "Cache");
-        app.Timer1.start();
-        app.CurrentServer = inn.address();
         app.AutoLoadGroups = true;
-        MakeTempFile(app);
     }
-    void TearDown() override { cmdDisconnect(app); }
 
     QString newGroup(InnServer& server, const char* prefix) {
         const QString g = InnServer::uniqueGroup(prefix);
@@ -67,9 +60,6 @@ protected:
     QString lastMessage() const {
         return t.prompter.messages().value(t.prompter.messages().size() - 1);
     }
-
-    TestApp t;
-    App& app = t.app;
 };
 
 // Selected messages give the addresses of their titles and articles; the
