@@ -122,7 +122,7 @@ TEST_F(InnConnection, AThousandArticlesGiveAThousandRowsAndTheListFileServesTheS
 // chunks keeps the chunks listed so far and the connection.
 TEST_F(InnConnection, ABigGroupListsInChunksAsInOneRequest) {
     constexpr int kArticles = 200000;
-    const QString group = InnServer::uniqueGroup("alt.binaries.zf.big");
+    const QString group = InnServer::uniqueGroup("alt.binaries.zf.bulk");
     ASSERT_TRUE(inn.newGroup(group));
     ASSERT_TRUE(inn.feed(group, kArticles, [](int i) {
         return "\"big" + QByteArray::number(i / 40) + ".bin\" yEnc (" +
