@@ -8,6 +8,19 @@
 
 namespace {
 
+// The first article to list of first..last: the newest `newest` of them
+// when newest > 0.
+qint64 firstToList(qint64 first, qint64 last, qint64 newest) {
+    if (newest <= 0 || last - first < newest) return first;
+    return last - newest + 1;
+}
+
+// The last article of the chunk that starts at from, never past last.
+qint64 chunkEnd(qint64 from, qint64 last, qint64 chunk) {
+    chunk = std::max<qint64>(chunk, 1);
+    return last - from < chunk ? last : from + chunk - 1;
+}
+
 enum class Outcome { Done, Failed, Silent, Stopped };
 
 // Runs the queue until done() holds, an error came, Stop was pressed or the
@@ -85,16 +98,6 @@ Outcome listChunk(App& app, const QString& group, qint64 from, qint64 to) {
 
 } // namespace
 
-qint64 firstToList(qint64 first, qint64 last, qint64 newest) {
-    if (newest <= 0 || last - first < newest) return first;
-    return last - newest + 1;
-}
-
-qint64 chunkEnd(qint64 from, qint64 last, qint64 chunk) {
-    chunk = std::max<qint64>(chunk, 1);
-    return last - from < chunk ? last : from + chunk - 1;
-}
-
 bool listGroupHeaders(App& app, const QString& group) {
     app.LastError = 0;
     app.HeadersDone = false;
@@ -109,7 +112,10 @@ bool listGroupHeaders(App& app, const QString& group) {
     // An empty group (last below first) still gets its one request, so that
     // the listing ends as the server says.
     const double span = std::max(double(last) - double(first) + 1, 1.0);
-    app.setProgress(0, 100, 0);
+    // A run over many groups or servers (Busy) shows its own progress.
+    const bool showProgress = !app.Busy;
+    const bool redraw = app.lstMessages.redraw();
+    if (showProgress) app.setProgress(0, 100, 0);
     app.listingInChunks = true;
     for (qint64 from = first;;) {
         if (app.StopRequested || app.ending) {
@@ -119,12 +125,14 @@ bool listGroupHeaders(App& app, const QString& group) {
         const qint64 to = chunkEnd(from, last, app.HeaderChunk);
         o = listChunk(app, group, from, to);
         if (o != Outcome::Done) break;
-        app.setProgressValue(
-            int(std::clamp(100 * (double(to) - double(first) + 1) / span, 0.0, 100.0)));
+        if (showProgress)
+            app.setProgressValue(
+                int(std::clamp(100 * (double(to) - double(first) + 1) / span, 0.0, 100.0)));
         if (to == last) break;
         from = to + 1;
     }
     app.listingInChunks = false;
+    app.lstMessages.setRedraw(redraw);
     // Given up or stopped inside a chunk: the request goes with its connection.
     if (app.NNTP->busy()) app.NNTP->cancel();
     // Done for the whole listing, not for the last chunk alone.
