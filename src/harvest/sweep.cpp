@@ -6,8 +6,8 @@
 #include "harvest/address_scans.h"
 #include "news/connection.h"
 #include "news/group_list.h"
+#include "news/header_ranges.h"
 #include "news/headers.h"
-#include "news/nntp_control.h"
 #include "setup/server_list.h"
 #include "shell/app.h"
 #include "shell/gating.h"
@@ -36,34 +36,11 @@ void warn(App& app, const QString& text) {
 }
 
 // The "From" or "Path" headers of the current group, listed again whatever
-// the message list shows: the selected event asks for them only when the
-// list is empty, so the sweep asks when it is not.
+// the message list shows.
 void listHeaderField(App& app) {
-    app.HeadersDone = false;
-    app.LastError = 0;
     app.TransferMode = 3;
-    app.TickCount = 0;
-    QObject guard;
-    QObject::connect(app.NNTP.get(), &NntpControl::groupSelected, &guard,
-                     [&app](const QString&, qint64 first, qint64 last, qint64) {
-                         if (app.lstMessages.count() > 0)
-                             app.NNTP->getHeaders(app.HeaderField, QString::number(first),
-                                                  QString::number(last));
-                     });
     QString group = app.CurrentGroup;
-    if (!app.NNTP->selectGroup(cleanNewsGroup(group))) app.LastError = -1;
-    // The receiver clears TickCount with every block, so only silence ends
-    // these waits by time.
-    while (app.LastError == 0 && !app.HeadersDone && !app.StopRequested && !app.ending) {
-        app.DoEvents();
-        if (app.TickCount > 2 * app.Timeout) app.LastError = -1;
-    }
-    while (app.NNTP->busy() && !app.StopRequested && !app.ending &&
-           app.TickCount <= 2 * app.Timeout)
-        app.DoEvents();
-    // Given up or stopped with the request still running: drop it, so no
-    // late block lands in the next item's listing.
-    if (app.NNTP->busy()) app.NNTP->cancel();
+    listGroupHeaders(app, cleanNewsGroup(group));
 }
 
 // Scope 3: the article of row i, whose title begins with its number either way.

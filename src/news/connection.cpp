@@ -191,7 +191,7 @@ void NNTP_StateChanged(App& app) {
 
 void NNTP_Error(App& app, int code, const QString& description) {
     QString text = description;
-    if (code != 1014 && !app.Busy) {
+    if (code != 1014 && !app.Busy && !app.listingInChunks) {
         text = QStringLiteral("Server Error");
         cmdDisconnect(app);
     }

@@ -3,6 +3,7 @@
 #include "favorites/markers.h"
 #include "news/connection.h"
 #include "news/group_list.h"
+#include "news/header_ranges.h"
 #include "news/nntp_control.h"
 #include "shell/app.h"
 #include "shell/gating.h"
@@ -25,8 +26,10 @@ QString messageListPath(const App& app) {
 }
 
 void NNTP_GroupSelected(App& app, const QString&, qint64 first, qint64 last, qint64) {
-    if (app.lstMessages.count() == 0)
-        app.NNTP->getHeaders(app.HeaderField, QString::number(first), QString::number(last));
+    // The listing asks for the range itself, chunk by chunk.
+    app.selectedFirst = first;
+    app.selectedLast = last;
+    app.groupSelectedSeen = true;
 }
 
 int cmdGetMessageHeaders(App& app, bool cache) {
@@ -71,18 +74,7 @@ int cmdGetMessageHeaders(App& app, bool cache) {
             app.NNTP->setDeliveryMode(1);
             app.TransferMode = 3;
             if (!app.Busy) SetMenuItem(app, 5, true); // Stop, while the headers come
-            app.NNTP->selectGroup(groupName);
-            while (app.LastError == 0 && !app.HeadersDone && !app.StopRequested && !app.ending) {
-                app.DoEvents();
-                if (app.TickCount > 2 * app.Timeout) app.LastError = -1;
-            }
-            while (app.NNTP->busy() && app.LastError == 0 && !app.StopRequested && !app.ending) {
-                app.DoEvents();
-                if (app.TickCount > 2 * app.Timeout) app.LastError = -1;
-            }
-            // A listing given up is dropped with its connection; the next
-            // command connects afresh instead of finding the control busy.
-            if (app.NNTP->busy()) app.NNTP->cancel();
+            listGroupHeaders(app, groupName);
         }
         app.setStatus(1, QStringLiteral("Done Retreiving Message Headers"));
         if (app.HeaderField == QLatin1String("Subject") && !app.Busy)

@@ -71,6 +71,9 @@ void LoadSettings(App& app) {
     r.flag("Remove SPAM", app.RemoveSpam, false);
     r.flag("ShowMNumbers", app.ShowMNumbers, false);
     r.flag("ModernParts", app.ModernParts, false);
+    r.integer("HeaderChunk", app.HeaderChunk, 20000);
+    if (app.HeaderChunk < 1) app.HeaderChunk = 20000;
+    r.integer("NewestHeaders", app.NewestHeaders, 0);
     r.text("NNTPServer", app.CurrentServer, QString());
     UpdateListTitles(app, QStringLiteral("5"));
     r.integer("Timeout", app.Timeout, 30);
@@ -121,6 +124,8 @@ void SaveSettings(App& app) {
     flag("SpawnVideo", app.SpawnVideo != 0);
     flag("ShowMNumbers", app.ShowMNumbers);
     flag("ModernParts", app.ModernParts);
+    number("HeaderChunk", app.HeaderChunk);
+    number("NewestHeaders", app.NewestHeaders);
     text("Version", QStringLiteral("2.5"));
     number("Preview", app.PreviewOn);
     text("NNTPServer", app.CurrentServer);

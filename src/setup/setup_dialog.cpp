@@ -164,6 +164,8 @@ QWidget* SetupDialog::buildOptions() {
     };
     txtTimeout_ = numberField("txtTimeout", "Server Timeout");
     txtMinGroups_ = numberField("txtMinGroups", "Minimum Groups to be Valid");
+    txtHeaderChunk_ = numberField("txtHeaderChunk", "Headers per Request");
+    txtNewestHeaders_ = numberField("txtNewestHeaders", "Newest Headers Only (0 = All)");
 
     auto* auth = new QGroupBox(QStringLiteral("User Authentication"), box);
     auth->setObjectName(QStringLiteral("frameAuth"));
@@ -282,7 +284,8 @@ bool SetupDialog::serverListKey(QKeyEvent* e) {
 }
 
 bool SetupDialog::eventFilter(QObject* watched, QEvent* e) {
-    const bool number = watched == txtTimeout_ || watched == txtMinGroups_;
+    const bool number = watched == txtTimeout_ || watched == txtMinGroups_ ||
+                        watched == txtHeaderChunk_ || watched == txtNewestHeaders_;
     if (!number) return QDialog::eventFilter(watched, e);
     if (e->type() == QEvent::KeyPress) {
         const std::optional<char16_t> c = typedCharacter(static_cast<QKeyEvent*>(e));
@@ -295,10 +298,15 @@ bool SetupDialog::eventFilter(QObject* watched, QEvent* e) {
         return false;
     }
     if (e->type() == QEvent::FocusOut) {
+        auto* edit = static_cast<QLineEdit*>(watched);
         if (watched == txtTimeout_)
-            txtTimeout_->setText(txtTimeout_LostFocus(app_, txtTimeout_->text()));
+            edit->setText(txtTimeout_LostFocus(app_, edit->text()));
+        else if (watched == txtMinGroups_)
+            edit->setText(txtMinGroups_LostFocus(app_, edit->text()));
+        else if (watched == txtHeaderChunk_)
+            edit->setText(txtHeaderChunk_LostFocus(app_, edit->text()));
         else
-            txtMinGroups_->setText(txtMinGroups_LostFocus(app_, txtMinGroups_->text()));
+            edit->setText(txtNewestHeaders_LostFocus(app_, edit->text()));
     }
     return false;
 }
@@ -310,6 +318,8 @@ void SetupDialog::Form_Load() {
     txtUserID_->setText(app_.UserID);
     txtPassword_->setText(app_.Password);
     txtMinGroups_->setText(QString::number(app_.MinGroups));
+    txtHeaderChunk_->setText(QString::number(app_.HeaderChunk));
+    txtNewestHeaders_->setText(QString::number(app_.NewestHeaders));
     dirDest_->setPath(app_.DestDir);
 }
 

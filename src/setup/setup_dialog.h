@@ -33,6 +33,8 @@ public:
     QCheckBox* checkBox(SetupOption option) const { return boxes_.value(option); }
     QLineEdit* txtTimeout() const { return txtTimeout_; }
     QLineEdit* txtMinGroups() const { return txtMinGroups_; }
+    QLineEdit* txtHeaderChunk() const { return txtHeaderChunk_; }
+    QLineEdit* txtNewestHeaders() const { return txtNewestHeaders_; }
     QLineEdit* txtUserID() const { return txtUserID_; }
     QLineEdit* txtPassword() const { return txtPassword_; }
     DirListBox* dirDest() const { return dirDest_; }
@@ -60,6 +62,8 @@ private:
     QMap<SetupOption, QCheckBox*> boxes_;
     QLineEdit* txtTimeout_ = nullptr;
     QLineEdit* txtMinGroups_ = nullptr;
+    QLineEdit* txtHeaderChunk_ = nullptr;
+    QLineEdit* txtNewestHeaders_ = nullptr;
     QLineEdit* txtUserID_ = nullptr;
     QLineEdit* txtPassword_ = nullptr;
     DirListBox* dirDest_ = nullptr;

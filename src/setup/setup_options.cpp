@@ -59,6 +59,15 @@ std::optional<qint32> wholeNumber(double v) {
     return static_cast<qint32>(r);
 }
 
+// A count field: the text when it is a whole number of at least min, which
+// var takes; otherwise var as it was.
+QString countField(qint32& var, const QString& text, qint32 min) {
+    const std::optional<double> v = numericValue(text);
+    if (v && *v == std::floor(*v))
+        if (const auto n = wholeNumber(*v); n && *n >= min) var = *n;
+    return QString::number(var);
+}
+
 } // namespace
 
 bool optionValue(const App& app, SetupOption option) {
@@ -143,6 +152,14 @@ QString txtMinGroups_LostFocus(App& app, const QString& text) {
     if (const std::optional<double> v = numericValue(shown))
         if (const auto n = wholeNumber(*v)) app.MinGroups = *n;
     return shown;
+}
+
+QString txtHeaderChunk_LostFocus(App& app, const QString& text) {
+    return countField(app.HeaderChunk, text, 1);
+}
+
+QString txtNewestHeaders_LostFocus(App& app, const QString& text) {
+    return countField(app.NewestHeaders, text, 0);
 }
 
 void SetDestDir(App& app, const QString& path) {

@@ -30,6 +30,13 @@ QString txtTimeout_LostFocus(App& app, const QString& text);
 // "32767"; MinGroups takes the text when it is a number. Returns the text to show.
 QString txtMinGroups_LostFocus(App& app, const QString& text);
 
+// Focus leaving txtHeaderChunk (articles per header request, 1 and up) or
+// txtNewestHeaders (newest articles to list, 0 for all): a whole number in
+// range is taken; anything else brings back the value the variable holds.
+// Returns the text to show.
+QString txtHeaderChunk_LostFocus(App& app, const QString& text);
+QString txtNewestHeaders_LostFocus(App& app, const QString& text);
+
 // The directory chooser moved: DestDir follows, with its trailing separator.
 void SetDestDir(App& app, const QString& path);
 // "Create Directory": asks for a name and makes it inside the chooser's path.

@@ -110,6 +110,11 @@ public:
     // Part counters as today's posters write them: "(1/25)" unpadded, and a
     // bracket group without a slash behind the counter. Off: the old rule.
     bool ModernParts = false;
+    // The header listing asks for at most this many articles per request;
+    // one request over a whole big group is timed out or refused.
+    qint32 HeaderChunk = 20000;
+    // Only the newest this many articles of a group are listed; 0 for all.
+    qint32 NewestHeaders = 0;
     bool RemoveSpam = false;
     bool ShowMNumbers = false;
     QString CurrentServer;
@@ -238,6 +243,12 @@ public:
     // LineBuffer holds no CR LF before this place: each block is searched
     // from where the one before left off.
     qsizetype lineScanFrom = 0;
+    // The range the last group select reported, and whether it came.
+    qint64 selectedFirst = 0, selectedLast = 0;
+    bool groupSelectedSeen = false;
+    // A header chunk is in work: its errors are the listing's to retry and
+    // report, not a server error that disconnects and empties the lists.
+    bool listingInChunks = false;
     // Set by cmdExit for good: every wait gives up at once, cancelling what it
     // waited for, and nothing more is written.
     bool ending = false;

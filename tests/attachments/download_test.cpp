@@ -8,6 +8,7 @@
 #include "fixtures/encoders.h"
 #include "fixtures/inn_app_test.h"
 #include "fixtures/inn_server.h"
+#include "fixtures/scripted_server.h"
 #include "fixtures/test_app.h"
 #include "news/connection.h"
 #include "news/headers.h"
@@ -418,6 +419,61 @@ TEST_F(Download, FavouritesWalkFetchesEveryCompletePostOnceAndAStopLeavesTheRows
     EXPECT_FALSE(app.IsConnected);
     EXPECT_EQ(app.statbar[1], "Finished Downloading From Favorites");
     EXPECT_TRUE(app.frame(Frame::Favorites).enabled);
+}
+
+// Article numbers past 2^32, as today's big groups have them, listed in
+// chunks across the boundary, collated and downloaded. INN stops numbering
+// a group at 2^31 - 1 ("full newsgroup"), so a scripted server serves them.
+TEST(DownloadPastTwoToThe32, PartsNumberedAcrossTheBoundaryListCollateAndDownload) {
+    TestApp t;
+    t.load();
+    App& app = t.app;
+    app.Timer1.start();
+    app.DestDir = t.path("download/");
+    QDir().mkpath(app.DestDir);
+    MakeTempFile(app);
+    app.HeaderChunk = 2;
+    const QByteArray data = randomBytes(3 * 2000, 70);
+    const QList<QByteArray> parts = yencEncodeParts(data, {2000, 2000, 2000}, "three.bin");
+    auto article = [&](const QByteArray& number, const QByteArray& body) {
+        QByteArray stuffed;
+        for (const QByteArray& line : body.split('\n')) {
+            if (line.isEmpty()) continue;
+            stuffed += (line.startsWith('.') ? "." : "") + line + '\n';
+        }
+        return "220 " + number + " <" + number + "@x>\r\nSubject: three\r\n\r\n" + stuffed +
+               ".\r\n";
+    };
+
+    ScriptedNntpServer s;
+    ASSERT_TRUE(s.listen());
+    app.CurrentServer = s.address();
+    s.send("200 ready\r\n").expect("MODE READER").send("200 reader\r\n");
+    s.expect("GROUP alt.binaries.big").send("211 4 4294967294 4294967297 alt.binaries.big\r\n");
+    s.expect("XHDR Subject 4294967294-4294967295")
+        .send("221 ok\r\n4294967294 \"three.bin\" yEnc (2/3)\r\n"
+              "4294967295 \"three.bin\" yEnc (1/3)\r\n.\r\n");
+    s.expect("XHDR Subject 4294967296-4294967297")
+        .send("221 ok\r\n4294967296 hello\r\n4294967297 \"three.bin\" yEnc (3/3)\r\n.\r\n");
+    s.expect("ARTICLE 4294967295").send(article("4294967295", parts[0]));
+    s.expect("ARTICLE 4294967294").send(article("4294967294", parts[1]));
+    s.expect("ARTICLE 4294967297").send(article("4294967297", parts[2]));
+
+    cmdConnect(app, false);
+    ASSERT_TRUE(app.IsConnected);
+    app.CurrentGroup = "alt.binaries.big";
+    app.HeaderField = "Subject";
+    ASSERT_EQ(cmdGetMessageHeaders(app, false), 0);
+    ASSERT_EQ(app.lstMessages.count(), 4);
+    EXPECT_EQ(app.lstMessages.number(3), 4294967297);
+    qint32 row = app.lstMessages.find("\"three.bin\" yEnc (1/3)", FindMode::Exact, 0);
+    ASSERT_EQ(row, 1);
+    cmdDownload(app, row);
+
+    EXPECT_TRUE(s.errors().isEmpty()) << s.errors().join('\n').toStdString();
+    EXPECT_TRUE(s.scriptDone());
+    EXPECT_EQ(t.readFile("download/three.bin"), data);
+    cmdDisconnect(app);
 }
 
 } // namespace

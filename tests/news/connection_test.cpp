@@ -317,6 +317,50 @@ TEST(Headers, SilenceOrStopGiveTheListingUpAnd420IsAnEmptyGroup) {
     }
 }
 
+// The range is asked in chunks of HeaderChunk articles. A chunk refused is
+// asked again on the same connection; one left unanswered, again on a new
+// connection with the group selected anew, its rows so far taken back. A
+// chunk refused twice ends the listing: the reason on the status line, the
+// rows of the chunks before kept, the connection open.
+TEST(Headers, ChunksAreAskedInTurnAndAFailedChunkOnceMore) {
+    for (const bool refusedTwice : {false, true}) {
+        SCOPED_TRACE(refusedTwice ? "refused twice" : "retried");
+        NewsApp t(true);
+        t.app.HeaderChunk = 2;
+        ScriptedNntpServer& s = t.listOneGroup("alt.x", "5 1").send("211 5 1 5 alt.x\r\n");
+        s.expect("XHDR Subject 1-2").send("221 ok\r\n1 a\r\n2 b\r\n.\r\n");
+        s.expect("XHDR Subject 3-4").send("403 internal fault\r\n");
+        s.expect("XHDR Subject 3-4");
+        if (refusedTwice) {
+            s.send("403 internal fault\r\n");
+        } else {
+            s.send("221 ok\r\n3 c\r\n4 d\r\n.\r\n");
+            s.expect("XHDR Subject 5-5").send("221 ok\r\n5 partial\r\n").stall();
+            t.greet();
+            s.expect("GROUP alt.x").send("211 5 1 5 alt.x\r\n");
+            s.expect("XHDR Subject 5-5").send("221 ok\r\n5 e\r\n.\r\n");
+        }
+
+        EXPECT_EQ(t.headersOf("alt.x"), refusedTwice ? -1 : 0);
+
+        t.expectNoScriptErrors();
+        EXPECT_TRUE(t.server.scriptDone());
+        EXPECT_TRUE(connectionOpen(t.app));
+        EXPECT_EQ(t.server.connectionCount(), refusedTwice ? 1 : 2);
+        const QStringList rows =
+            refusedTwice ? QStringList{"a", "b"} : QStringList{"a", "b", "c", "d", "e"};
+        EXPECT_EQ(texts(t.app.lstMessages), rows);
+        EXPECT_EQ(t.app.lstGroups.count(), 1);
+        if (refusedTwice) {
+            EXPECT_EQ(t.app.statbar[2], "Headers 3-4 Not Received: 403 internal fault");
+            EXPECT_NE(t.app.LastError, 0);
+        } else {
+            EXPECT_EQ(t.app.lstMessages.number(4), 5);
+            EXPECT_EQ(t.app.LastError, 0);
+        }
+    }
+}
+
 // Junk is judged the same with ShowMNumbers on.
 TEST(Headers, JunkOnlyListingEndsSorryAndSavesNothing) {
     NewsApp t;

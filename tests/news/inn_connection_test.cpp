@@ -117,6 +117,67 @@ TEST_F(InnConnection, AThousandArticlesGiveAThousandRowsAndTheListFileServesTheS
     EXPECT_EQ(app.lstMessages.count(), 900);
 }
 
+// A group of 200,000 articles listed in chunks gives the rows of one request
+// over the whole range; the newest N are its last N rows; a stop between
+// chunks keeps the chunks listed so far and the connection.
+TEST_F(InnConnection, ABigGroupListsInChunksAsInOneRequest) {
+    constexpr int kArticles = 200000;
+    const QString group = InnServer::uniqueGroup("alt.binaries.zf.bulk");
+    ASSERT_TRUE(inn.newGroup(group));
+    ASSERT_TRUE(inn.feed(group, kArticles, [](int i) {
+        return "\"big" + QByteArray::number(i / 40) + ".bin\" yEnc (" +
+               QByteArray::number(i % 40 + 1) + "/40)";
+    })) << inn.lastError().toStdString();
+    cmdConnect(app, false);
+    ASSERT_TRUE(app.IsConnected) << app.ErrorText.toStdString();
+    app.CurrentGroup = group;
+    app.HeaderField = "Subject";
+    int requests = 0;
+    QObject::connect(app.NNTP.get(), &NntpControl::document, &app,
+                     [&](int state) { requests += state == NntpControl::DocumentBegin; });
+    auto rows = [&] {
+        QList<QPair<qint64, QString>> out;
+        for (int i = 0; i < app.lstMessages.count(); ++i)
+            out.append({app.lstMessages.number(i), app.lstMessages.text(i)});
+        return out;
+    };
+    const qint32 chunk = app.HeaderChunk;
+    ASSERT_LT(chunk, kArticles) << "the default chunk covers the whole group";
+
+    app.HeaderChunk = kArticles;
+    ASSERT_EQ(cmdGetMessageHeaders(app, false), 0);
+    EXPECT_EQ(requests, 1);
+    const auto whole = rows();
+    ASSERT_EQ(whole.size(), kArticles);
+    EXPECT_EQ(whole.last(), qMakePair(qint64(kArticles), QString("\"big5000.bin\" yEnc (1/40)")));
+
+    requests = 0;
+    app.HeaderChunk = chunk;
+    ASSERT_EQ(cmdGetMessageHeaders(app, false), 0);
+    EXPECT_EQ(requests, (kArticles + chunk - 1) / chunk);
+    EXPECT_TRUE(rows() == whole) << "chunked rows differ from one request's";
+
+    requests = 0;
+    app.NewestHeaders = 1500;
+    app.HeaderChunk = 1000;
+    ASSERT_EQ(cmdGetMessageHeaders(app, false), 0);
+    EXPECT_EQ(requests, 2);
+    EXPECT_TRUE(rows() == whole.mid(kArticles - 1500)) << "not the newest 1500";
+
+    // Stop as the progress bar moves after the first chunk.
+    requests = 0;
+    app.NewestHeaders = 0;
+    app.HeaderChunk = chunk;
+    QObject stopper;
+    QObject::connect(&app, &App::progressChanged, &stopper, [&] {
+        if (app.progValue > 0 && !app.StopRequested) cmdStop(app);
+    });
+    EXPECT_EQ(cmdGetMessageHeaders(app, false), -1);
+    EXPECT_EQ(requests, 1);
+    EXPECT_TRUE(rows() == whole.mid(0, chunk)) << app.lstMessages.count() << " rows";
+    EXPECT_TRUE(connectionOpen(app));
+}
+
 TEST(InnLogin, ReaderLoginRightAndWrong) {
     if (!InnServer::configured()) GTEST_SKIP() << "no news server in this run";
     auto inn = InnServer::startPrivate();

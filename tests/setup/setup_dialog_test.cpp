@@ -55,6 +55,19 @@ TEST(NumberFields, LeavingAFieldShowsAndTakesItsValue) {
         EXPECT_EQ(txtMinGroups_LostFocus(app, typed), minShown) << '"' << typed << '"';
         EXPECT_EQ(app.MinGroups, minGroups) << '"' << typed << '"';
     }
+    // The header counts take whole numbers in range (from 1 per request, from
+    // 0 newest) and show the value kept for anything else.
+    const std::tuple<const char*, const char*, const char*> counts[] = {
+        {"50000", "50000", "50000"}, {"1E5", "100000", "100000"}, {"0", "20000", "0"},
+        {"-5", "20000", "0"},        {"1.5", "20000", "0"},       {"", "20000", "0"},
+        {"12AB", "20000", "0"},      {"3000000000", "20000", "0"}};
+    for (auto [typed, chunk, newest] : counts) {
+        App app;
+        EXPECT_EQ(txtHeaderChunk_LostFocus(app, typed), chunk) << '"' << typed << '"';
+        EXPECT_EQ(QString::number(app.HeaderChunk), chunk) << '"' << typed << '"';
+        EXPECT_EQ(txtNewestHeaders_LostFocus(app, typed), newest) << '"' << typed << '"';
+        EXPECT_EQ(QString::number(app.NewestHeaders), newest) << '"' << typed << '"';
+    }
 }
 
 // A double click as the window system delivers it; item views act on the
@@ -103,10 +116,10 @@ struct SetupWindow : ::testing::Test {
 // One visit cancelled, one ended by Enter in txtMinGroups, one by OK.
 TEST_F(SetupWindow, FieldsComeFromTheStoreFollowTheUserAtOnceAndAreWrittenAtOkOnly) {
     const std::pair<const char*, const char*> stored[] = {
-        {"SaveHTTP", "0"},      {"BinariesOnly", "1"}, {"Remove SPAM", "1"},
-        {"ShowMNumbers", "0"},  {"SpawnVideo", "0"},   {"ConfirmFileDelete", "0"},
-        {"Timeout", "45"},      {"UserID", "me"},      {"Password", "secret"},
-        {"Minimum Groups", "3"}};
+        {"SaveHTTP", "0"},       {"BinariesOnly", "1"},   {"Remove SPAM", "1"},
+        {"ShowMNumbers", "0"},   {"SpawnVideo", "0"},     {"ConfirmFileDelete", "0"},
+        {"Timeout", "45"},       {"UserID", "me"},        {"Password", "secret"},
+        {"Minimum Groups", "3"}, {"HeaderChunk", "5000"}, {"NewestHeaders", "100"}};
     for (auto [key, value] : stored)
         t.setSetting(key, value);
     start();
@@ -121,6 +134,8 @@ TEST_F(SetupWindow, FieldsComeFromTheStoreFollowTheUserAtOnceAndAreWrittenAtOkOn
                            dlg->txtUserID()->text(), dlg->txtPassword()->text(),
                            dlg->txtPassword()->displayText()}),
               (QStringList{"45", "3", "me", "secret", "******"}));
+    EXPECT_EQ(dlg->txtHeaderChunk()->text(), "5000");
+    EXPECT_EQ(dlg->txtNewestHeaders()->text(), "100");
 
     show();
     QTest::mouseClick(box(SetupOption::SPAM), Qt::LeftButton);
