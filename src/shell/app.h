@@ -110,6 +110,8 @@ public:
     // Part counters as today's posters write them: "(1/25)" unpadded, and a
     // bracket group without a slash behind the counter. Off: the old rule.
     bool ModernParts = false;
+    // A downloaded set that holds PAR2 files is verified and repaired with them.
+    bool Par2Check = true;
     bool RemoveSpam = false;
     bool ShowMNumbers = false;
     QString CurrentServer;

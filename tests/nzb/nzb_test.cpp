@@ -1,0 +1,166 @@
+// NZB files read, downloaded and written against a real INN, and hostile
+// NZB files refused with their message.
+#include "fixtures/encoders.h"
+#include "fixtures/inn_app_test.h"
+#include "fixtures/test_app.h"
+#include "news/connection.h"
+#include "nzb/nzb_download.h"
+#include "nzb/nzb_file.h"
+
+#include <QDir>
+
+namespace {
+
+// Message-IDs unique to a group, so that tests never meet INN's history.
+QByteArray idOf(const QString& group, const QByteArray& what) {
+    return what + '.' + group.toLatin1() + "@zf.test";
+}
+
+class Nzb : public InnAppTest {
+protected:
+    void SetUp() override {
+        InnAppTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) return;
+        group = InnServer::uniqueGroup("alt.binaries.zf.nzb");
+        ASSERT_TRUE(inn.newGroup(group));
+    }
+    // Posts the bodies as parts 1..n of subject (%1 the counter) with
+    // Message-IDs <stem.N...>, leaving out the parts in `unposted`.
+    void postParts(const QString& subject, const QByteArray& stem, const QList<QByteArray>& bodies,
+                   const QList<int>& unposted = {}) {
+        for (int p = bodies.size(); p >= 1; --p) { // last part first: order is the NZB's job
+            if (unposted.contains(p)) continue;
+            const HeaderList id = {
+                {"Message-ID", '<' + idOf(group, stem + '.' + QByteArray::number(p)) + '>'}};
+            ASSERT_TRUE(inn.post(group, subject.arg(p).arg(bodies.size()), bodies[p - 1], id))
+                << inn.lastError().toStdString();
+        }
+    }
+    // A <file> element as indexers write it, segments in reverse order.
+    QByteArray fileElement(const QString& subject, const QByteArray& stem, int parts) {
+        QByteArray xml = "<file poster=\"Poster &lt;p@x.test&gt;\" date=\"1700000000\" subject=\"" +
+                         subject.toHtmlEscaped().toUtf8() + "\">\n<groups><group>" +
+                         group.toUtf8() + "</group></groups>\n<segments>\n";
+        for (int p = parts; p >= 1; --p)
+            xml += "  <segment bytes=\"1000\" number=\"" + QByteArray::number(p) + "\">" +
+                   idOf(group, stem + '.' + QByteArray::number(p)) + "</segment>\n";
+        return xml + "</segments>\n</file>\n";
+    }
+    QByteArray file(const QString& name) const { return t.readFile("download/" + name); }
+    QStringList inDestDir() const { return QDir(app.DestDir).entryList(QDir::Files); }
+
+    QString group;
+};
+
+const QByteArray kHead =
+    "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n"
+    "<!DOCTYPE nzb PUBLIC \"-//newzBin//DTD NZB 1.1//EN\" "
+    "\"http://www.newzbin.com/DTD/nzb/nzb-1.1.dtd\">\n"
+    "<nzb xmlns=\"http://www.newzbin.com/DTD/2003/nzb\">\n"
+    "<head>\n <meta type=\"title\">A Test Set</meta>\n <meta type=\"category\">Misc</meta>\n"
+    "</head>\n";
+
+TEST_F(Nzb, IndexerNzbDownloadsEveryFileAndReportsAMissingSegment) {
+    const QByteArray a = randomBytes(70000, 21), b = randomBytes(9000, 22),
+                     c = randomBytes(30000, 23);
+    postParts("\"a.bin\" yEnc (%1/%2)", "a", yencEncodeParts(a, {25000, 25000, 20000}, "a.bin"));
+    postParts("b.bin (%1/%2)", "b", splitLines(uuencode(b, "b.bin"), 2));
+    postParts("\"c.bin\" yEnc (%1/%2)", "c", yencEncodeParts(c, {10000, 10000, 10000}, "c.bin"),
+              {2});
+    // The message list of a group is open and stays as it is.
+    cmdConnect(app, false);
+    app.lstMessages.addItem(-1, "a row of the group", "", 7);
+
+    const QByteArray nzb = kHead + fileElement("\"a.bin\" yEnc (1/3)", "a", 3) +
+                           fileElement("b.bin (1/2)", "b", 2) +
+                           fileElement("\"c.bin\" yEnc (1/3)", "c", 3) + "</nzb>\n";
+    ASSERT_TRUE(t.writeFile("set.nzb", nzb));
+    OpenNzbFile(app, t.path("set.nzb"));
+
+    EXPECT_EQ(t.prompter.messages(), QStringList());
+    EXPECT_EQ(file("a.bin"), a);
+    EXPECT_EQ(file("b.bin"), b);
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin"}));
+    // Without PAR2 files in the set, a damaged file is neither kept nor listed.
+    EXPECT_EQ(inDestDir(), QStringList({"a.bin", "b.bin"})) << "no temporary file is left";
+    EXPECT_EQ(app.statbar[2], "c.bin: 1 of 3 segments missing");
+    EXPECT_EQ(app.statbar[1], "Finished Downloading");
+    EXPECT_TRUE(app.IsConnected);
+    EXPECT_EQ(app.lstMessages.count(), 1);
+    EXPECT_FALSE(app.BatchRun);
+
+    // Everything is there already: nothing is fetched or listed twice.
+    OpenNzbFile(app, t.path("set.nzb"));
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin"}));
+    EXPECT_EQ(app.statbar[2], "c.bin: 1 of 3 segments missing");
+}
+
+// What is wrong with each hostile or broken file, as the message says it.
+TEST(NzbParse, RefusesHostileAndMalformedFilesWithTheirReason) {
+    const QByteArray ns = "<nzb xmlns=\"http://www.newzbin.com/DTD/2003/nzb\">";
+    const QByteArray seg = "<segments><segment bytes=\"10\" number=\"1\">a@b</segment></segments>";
+    const QByteArray file = "<file subject=\"s\">" + seg + "</file>";
+    QByteArray manySegments = ns + "<file subject=\"s\"><segments>";
+    for (int i = 0; i <= NzbLimits::kMaxSegments; ++i)
+        manySegments += "<segment number=\"1\">a@b</segment>";
+    manySegments += "</segments></file></nzb>";
+    QByteArray manyFiles = ns;
+    for (int i = 0; i <= NzbLimits::kMaxFiles; ++i)
+        manyFiles += file;
+    manyFiles += "</nzb>";
+
+    struct Case {
+        const char* what;
+        QByteArray input;
+        const char* message; // contained in the error
+    };
+    const Case cases[] = {
+        {"empty", "", "malformed XML"},
+        {"not XML", "hello", "malformed XML"},
+        {"cut short", ns + "<file subject=\"s\"><segments>", "malformed XML"},
+        {"another document", "<html><body/></html>", "not an NZB file"},
+        {"entity declared", "<!DOCTYPE nzb [<!ENTITY x \"xxxxxxxxxx\">]>" + ns + file + "</nzb>",
+         "declares entities"},
+        {"external entity",
+         "<!DOCTYPE nzb [<!ENTITY x SYSTEM \"file:///etc/passwd\">]>" + ns +
+             "<file subject=\"&x;\">" + seg + "</file></nzb>",
+         "declares entities"},
+        {"undeclared entity",
+         ns + "<file subject=\"s\"><segments><segment number=\"1\">&x;"
+              "</segment></segments></file></nzb>",
+         "Entity 'x' not declared"},
+        {"unknown element", ns + "<file subject=\"s\"><script/>" + seg + "</file></nzb>",
+         "unknown element <script> in <file>"},
+        {"unknown namespace", "<nzb xmlns=\"urn:other\">" + file + "</nzb>", "unknown namespace"},
+        {"no files", ns + "</nzb>", "lists no files"},
+        {"file without segments", ns + "<file subject=\"s\"><segments/></file></nzb>",
+         "has no segments"},
+        {"segment number zero",
+         ns + "<file subject=\"s\"><segments><segment number=\"0\">a@b</segment></segments>"
+              "</file></nzb>",
+         "segment number \"0\" out of range"},
+        {"absurd size",
+         ns + "<file subject=\"s\"><segments><segment bytes=\"99999999999999\" number=\"1\">a@b"
+              "</segment></segments></file></nzb>",
+         "segment size \"99999999999999\" out of range"},
+        {"Message-ID with a line break",
+         ns + "<file subject=\"s\"><segments><segment number=\"1\">a@b&#13;&#10;QUIT</segment>"
+              "</segments></file></nzb>",
+         "no usable Message-ID"},
+        {"long subject",
+         ns + "<file subject=\"" + QByteArray(5000, 'x') + "\">" + seg + "</file></nzb>",
+         "attribute \"subject\" too long"},
+        {"a million segments", manySegments, "more than 500000 segments"},
+        {"too many files", manyFiles, "more than 10000 files"},
+        {"too large", QByteArray(NzbLimits::kMaxFileBytes + 1, ' '), "larger than 64 MB"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const NzbParse parsed = parseNzb(c.input);
+        EXPECT_FALSE(parsed.ok());
+        EXPECT_TRUE(parsed.error.contains(QLatin1String(c.message))) << parsed.error.toStdString();
+        EXPECT_TRUE(parsed.nzb.files.isEmpty());
+    }
+}
+
+} // namespace
