@@ -15,6 +15,7 @@
 #include "news/connection.h"
 #include "news/news_commands.h"
 #include "nzb/nzb_download.h"
+#include "nzb/nzb_save.h"
 #include "post/message_window.h"
 #include "post/post_dialog.h"
 #include "program/commands.h"
@@ -285,6 +286,7 @@ void MainWindow::connectCommands() {
     on("menuSave", [this] { menuSave_Click(app_); });
     on("menuLoad", [this] { menuLoad_Click(app_); });
     on("menuOpenNzb", [this] { menuOpenNzb_Click(app_); });
+    on("menuSaveNzb", [this] { menuSaveNzb_Click(app_); });
     on("menuFind", [this] { menuFind_Click(app_, this); });
     on("menuFindNext", [this] { menuFindNext_Click(app_); });
     on("menuAuto", [this] { menuAuto_Click(app_, this); });

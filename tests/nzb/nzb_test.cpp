@@ -4,8 +4,10 @@
 #include "fixtures/inn_app_test.h"
 #include "fixtures/test_app.h"
 #include "news/connection.h"
+#include "news/headers.h"
 #include "nzb/nzb_download.h"
 #include "nzb/nzb_file.h"
+#include "nzb/nzb_save.h"
 
 #include <QDir>
 
@@ -93,6 +95,58 @@ TEST_F(Nzb, IndexerNzbDownloadsEveryFileAndReportsAMissingSegment) {
     OpenNzbFile(app, t.path("set.nzb"));
     EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin"}));
     EXPECT_EQ(app.statbar[2], "c.bin: 1 of 3 segments missing");
+}
+
+// Posts in INN, saved as an NZB from the message list, read back into the
+// same bytes from another download directory.
+TEST_F(Nzb, SavedNzbOfSelectedPostsDownloadsThemByteForByte) {
+    const QByteArray y = randomBytes(60000, 31), u = randomBytes(8000, 32),
+                     other = randomBytes(500, 33);
+    postParts("\"y.bin\" yEnc (%1/%2)", "y", yencEncodeParts(y, {20000, 30000, 10000}, "y.bin"));
+    postParts("u.bin (%1/%2)", "u", splitLines(uuencode(u, "u.bin"), 2));
+    postParts("other.bin (%1/%2)", "o", {joined(uuencode(other, "other.bin"))});
+    cmdConnect(app, false);
+    app.CurrentGroup = group;
+    app.HeaderField = "Subject";
+    ASSERT_EQ(cmdGetMessageHeaders(app, false), 0);
+    // A row of each of two posts, one of them twice over: two files.
+    for (const QString row : {"\"y.bin\" yEnc (2/3)", "u.bin (1/2)", "u.bin (2/2)"})
+        app.lstMessages.setSelected(app.lstMessages.find(row, FindMode::Exact, 0), true);
+
+    const QString path = t.path("saved.nzb");
+    t.prompter.answerFileName(path);
+    menuSaveNzb_Click(app);
+    EXPECT_EQ(app.statbar[1], "NZB Saved");
+    const NzbParse saved = readNzbFile(path);
+    ASSERT_TRUE(saved.ok()) << saved.error.toStdString();
+    ASSERT_EQ(saved.nzb.files.size(), 2);
+    const NzbFile& first = saved.nzb.files[0];
+    EXPECT_EQ(first.subject, "\"y.bin\" yEnc (1/3)");
+    EXPECT_EQ(first.poster, "Zanderfell Test <test@zanderfell.test>");
+    EXPECT_GT(first.date, 1600000000);
+    EXPECT_EQ(first.groups, QStringList{group});
+    ASSERT_EQ(first.segments.size(), 3);
+    for (int p = 0; p < 3; ++p) {
+        EXPECT_EQ(first.segments[p].messageId, idOf(group, "y." + QByteArray::number(p + 1)));
+        EXPECT_GT(first.segments[p].bytes, 10000);
+    }
+    EXPECT_EQ(saved.nzb.files[1].segments.size(), 2);
+    // Collation for the NZB leaves the rows as they were: a download still takes them.
+    for (int r = 0; r < app.lstMessages.count(); ++r)
+        EXPECT_NE(app.lstMessages.tag(r), "256");
+
+    // An existing file is replaced only when the user says so.
+    t.prompter.answerFileName(path).answerYesNo(false);
+    app.lstMessages.setSelected(app.lstMessages.find("other.bin (1/1)", FindMode::Exact, 0), true);
+    menuSaveNzb_Click(app);
+    EXPECT_EQ(readNzbFile(path).nzb.files.size(), 2);
+
+    app.DestDir = t.path("again/");
+    QDir().mkpath(app.DestDir);
+    OpenNzbFile(app, path);
+    EXPECT_EQ(t.readFile("again/y.bin"), y);
+    EXPECT_EQ(t.readFile("again/u.bin"), u);
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"y.bin", "u.bin"}));
 }
 
 // What is wrong with each hostile or broken file, as the message says it.
