@@ -71,6 +71,7 @@ void LoadSettings(App& app) {
     r.flag("Remove SPAM", app.RemoveSpam, false);
     r.flag("ShowMNumbers", app.ShowMNumbers, false);
     r.flag("ModernParts", app.ModernParts, false);
+    r.flag("Par2Check", app.Par2Check, true);
     r.text("NNTPServer", app.CurrentServer, QString());
     UpdateListTitles(app, QStringLiteral("5"));
     r.integer("Timeout", app.Timeout, 30);
@@ -121,6 +122,7 @@ void SaveSettings(App& app) {
     flag("SpawnVideo", app.SpawnVideo != 0);
     flag("ShowMNumbers", app.ShowMNumbers);
     flag("ModernParts", app.ModernParts);
+    flag("Par2Check", app.Par2Check);
     text("Version", QStringLiteral("2.5"));
     number("Preview", app.PreviewOn);
     text("NNTPServer", app.CurrentServer);

@@ -8,8 +8,10 @@
 #include "nzb/nzb_download.h"
 #include "nzb/nzb_file.h"
 #include "nzb/nzb_save.h"
+#include "setup/setup_options.h"
 
 #include <QDir>
+#include <QProcess>
 
 namespace {
 
@@ -147,6 +149,70 @@ TEST_F(Nzb, SavedNzbOfSelectedPostsDownloadsThemByteForByte) {
     EXPECT_EQ(t.readFile("again/y.bin"), y);
     EXPECT_EQ(t.readFile("again/u.bin"), u);
     EXPECT_EQ(texts(app.lstFiles), QStringList({"y.bin", "u.bin"}));
+}
+
+// A set posted with PAR2 recovery files and one segment never posted: the
+// damaged file is repaired when the blocks suffice, reported beyond repair
+// when they don't, and with the option off it is neither checked nor kept.
+TEST_F(Nzb, ASegmentLeftUnpostedIsRepairedFromThePar2FilesWhenTheyHoldEnoughBlocks) {
+    struct Case {
+        QString stem;
+        int recoveryBlocks; // of 5000 bytes; the missing segment is 5 blocks
+        bool par2On;
+        QString verdict; // of the lstFiles row and the status line; empty for none
+    };
+    const Case cases[] = {
+        {"enough", 8, true, "repaired"},
+        {"short", 3, true, "beyond repair"},
+        {"off", 8, false, ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.stem.toStdString());
+        const QString name = c.stem + ".bin";
+        const QByteArray data = randomBytes(100000, 40 + c.recoveryBlocks + c.par2On);
+        const QString work = t.path("par2-" + c.stem);
+        QDir().mkpath(work);
+        ASSERT_TRUE(t.writeFile("par2-" + c.stem + "/" + name, data));
+        QProcess par2;
+        par2.setWorkingDirectory(work);
+        par2.start("par2", {"create", "-q", "-s5000", "-c" + QString::number(c.recoveryBlocks),
+                            "-n1", c.stem + ".par2", name});
+        ASSERT_TRUE(par2.waitForFinished(60000) && par2.exitCode() == 0)
+            << par2.readAllStandardError().toStdString();
+        QStringList par2Files = QDir(work).entryList({"*.par2"}, QDir::Files);
+        ASSERT_EQ(par2Files.size(), 2);
+
+        const QByteArray stem = c.stem.toLatin1();
+        postParts("\"" + name + "\" yEnc (%1/%2)", stem,
+                  yencEncodeParts(data, {25000, 25000, 25000, 25000}, name.toLatin1()), {2});
+        QByteArray nzb = kHead + fileElement("\"" + name + "\" yEnc (1/4)", stem, 4);
+        for (int i = 0; i < par2Files.size(); ++i) {
+            const QString& f = par2Files[i];
+            const QByteArray fileStem = stem + ".p" + QByteArray::number(i);
+            postParts("\"" + f + "\" yEnc (%1/%2)", fileStem,
+                      {yencEncodeSingle(t.readFile("par2-" + c.stem + "/" + f), f.toLatin1())});
+            nzb += fileElement("\"" + f + "\" yEnc (1/1)", fileStem, 1);
+        }
+        ASSERT_TRUE(t.writeFile(c.stem + ".nzb", nzb + "</nzb>\n"));
+
+        setOption(app, SetupOption::Par2, c.par2On);
+        app.lstFiles.clear();
+        OpenNzbFile(app, t.path(c.stem + ".nzb"));
+
+        const QString row = "PAR2 " + c.stem + ".par2: " + c.verdict;
+        if (c.verdict == "repaired") {
+            EXPECT_EQ(file(name), data);
+            EXPECT_EQ(texts(app.lstFiles), par2Files + QStringList({name, row}));
+            EXPECT_FALSE(QFile::exists(app.DestDir + name + ".1")) << "no backup is left";
+        } else if (!c.verdict.isEmpty()) {
+            EXPECT_EQ(texts(app.lstFiles), par2Files + QStringList({row}));
+            EXPECT_TRUE(QFile::exists(app.DestDir + name)) << "kept for a later repair";
+        } else {
+            EXPECT_EQ(texts(app.lstFiles), par2Files);
+            EXPECT_FALSE(QFile::exists(app.DestDir + name));
+        }
+        EXPECT_EQ(app.statbar[2], c.verdict.isEmpty() ? name + ": 1 of 4 segments missing" : row);
+    }
 }
 
 // What is wrong with each hostile or broken file, as the message says it.
