@@ -280,7 +280,7 @@ private:
         }
         const QString text =
             QStringLiteral("PAR2 ") + index + QStringLiteral(": ") + par2VerdictText(verdict);
-        app_.lstFiles.addItem(-1, text, QStringLiteral("PAR2"), 0);
+        app_.lstFiles.addItem(-1, text, QLatin1String(kReportRowTag), 0);
         app_.setStatus(1, QStringLiteral("Finished Downloading"));
         app_.setStatus(2, text);
         par2Said_ = true;

@@ -1,5 +1,6 @@
 // NZB files read, downloaded and written against a real INN, and hostile
 // NZB files refused with their message.
+#include "attachments/decoded_files.h"
 #include "fixtures/encoders.h"
 #include "fixtures/inn_app_test.h"
 #include "fixtures/test_app.h"
@@ -204,6 +205,15 @@ TEST_F(Nzb, ASegmentLeftUnpostedIsRepairedFromThePar2FilesWhenTheyHoldEnoughBloc
             EXPECT_EQ(file(name), data);
             EXPECT_EQ(texts(app.lstFiles), par2Files + QStringList({name, row}));
             EXPECT_FALSE(QFile::exists(app.DestDir + name + ".1")) << "no backup is left";
+            // The verdict row names no file: opening does nothing, Delete drops the row.
+            const int verdictRow = app.lstFiles.count() - 1;
+            app.lstFiles.setListIndex(verdictRow);
+            app.lstFiles.setSelected(verdictRow, true);
+            lstFiles_DblClick(app);
+            lstFiles_KeyDown(app, Qt::Key_Delete);
+            EXPECT_EQ(t.openedUrls.size(), 0);
+            EXPECT_EQ(t.prompter.messages(), QStringList());
+            EXPECT_EQ(texts(app.lstFiles), par2Files + QStringList({name}));
         } else if (!c.verdict.isEmpty()) {
             EXPECT_EQ(texts(app.lstFiles), par2Files + QStringList({row}));
             EXPECT_TRUE(QFile::exists(app.DestDir + name)) << "kept for a later repair";
