@@ -6,13 +6,19 @@
 #include "fixtures/test_app.h"
 #include "news/connection.h"
 #include "news/headers.h"
+#include "news/nntp_control.h"
 #include "nzb/nzb_download.h"
 #include "nzb/nzb_file.h"
 #include "nzb/nzb_save.h"
 #include "setup/setup_options.h"
 
+#include <QAction>
+#include <QApplication>
 #include <QDir>
+#include <QDragEnterEvent>
+#include <QMimeData>
 #include <QProcess>
+#include <QSignalSpy>
 
 namespace {
 
@@ -80,7 +86,13 @@ TEST_F(Nzb, IndexerNzbDownloadsEveryFileAndReportsAMissingSegment) {
                            fileElement("b.bin (1/2)", "b", 2) +
                            fileElement("\"c.bin\" yEnc (1/3)", "c", 3) + "</nzb>\n";
     ASSERT_TRUE(t.writeFile("set.nzb", nzb));
+    // The progress bar runs over the segments of the whole NZB.
+    int progressEnd = 0;
+    QObject::connect(&app, &App::progressChanged, [&] {
+        if (app.progMax == 8) progressEnd = std::max(progressEnd, app.progValue);
+    });
     OpenNzbFile(app, t.path("set.nzb"));
+    EXPECT_EQ(progressEnd, 8);
 
     EXPECT_EQ(t.prompter.messages(), QStringList());
     EXPECT_EQ(file("a.bin"), a);
@@ -94,10 +106,28 @@ TEST_F(Nzb, IndexerNzbDownloadsEveryFileAndReportsAMissingSegment) {
     EXPECT_EQ(app.lstMessages.count(), 1);
     EXPECT_FALSE(app.BatchRun);
 
-    // Everything is there already: nothing is fetched or listed twice.
+    // The files that are there already are neither fetched nor listed twice.
+    QSignalSpy documents(app.NNTP.get(), &NntpControl::document);
     OpenNzbFile(app, t.path("set.nzb"));
+    int begun = 0;
+    for (const auto& args : documents)
+        begun += args.at(0).toInt() == NntpControl::DocumentBegin;
+    EXPECT_EQ(begun, 2) << "the two segments of c.bin the server has";
     EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin"}));
     EXPECT_EQ(app.statbar[2], "c.bin: 1 of 3 segments missing");
+
+    // Stop once the first file is in: it stays, nothing half-fetched is left.
+    app.DestDir = t.path("stopped/");
+    QDir().mkpath(app.DestDir);
+    app.lstFiles.clear();
+    QObject::connect(&app, &App::progressChanged, [&] {
+        if (app.progMax == 8 && app.progValue == 4 && !app.StopRequested) cmdStop(app);
+    });
+    OpenNzbFile(app, t.path("set.nzb"));
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin"}));
+    EXPECT_EQ(inDestDir(), QStringList({"a.bin"}));
+    EXPECT_EQ(app.statbar[1], "Stopped");
+    EXPECT_FALSE(app.BatchRun);
 }
 
 // Posts in INN, saved as an NZB from the message list, read back into the
@@ -223,6 +253,38 @@ TEST_F(Nzb, ASegmentLeftUnpostedIsRepairedFromThePar2FilesWhenTheyHoldEnoughBloc
         }
         EXPECT_EQ(app.statbar[2], c.verdict.isEmpty() ? name + ": 1 of 4 segments missing" : row);
     }
+}
+
+// The ways in: the menu item, a file dropped on the window (and so the
+// command line, which takes the same way). An unreadable NZB says why.
+TEST(NzbWindow, MenuItemAndDropOpenAnNzbFile) {
+    TestApp t;
+    const auto window = t.openWindow();
+    ASSERT_TRUE(t.writeFile("bad.nzb", "<nzb><file subject=\"s\"><script/></file></nzb>"));
+    const QString why =
+        "Can't read the NZB file bad.nzb: unknown element <script> in <file> (line 1)";
+
+    t.prompter.answerFileName(t.path("bad.nzb"));
+    window->action("menuOpenNzb")->trigger();
+    EXPECT_EQ(t.prompter.messages(), QStringList{why});
+
+    t.prompter.clearShown();
+    QMimeData files;
+    files.setUrls({QUrl::fromLocalFile(t.path("bad.nzb")), QUrl::fromLocalFile(t.path("x.txt"))});
+    QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(window.get(), &enter);
+    EXPECT_TRUE(enter.isAccepted());
+    QDropEvent drop(QPointF(5, 5), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(window.get(), &drop);
+    EXPECT_EQ(t.prompter.messages(), QStringList()) << "the drop returns first";
+    QCoreApplication::processEvents();
+    EXPECT_EQ(t.prompter.messages(), QStringList{why});
+
+    QMimeData text;
+    text.setUrls({QUrl::fromLocalFile(t.path("x.txt"))});
+    QDragEnterEvent other(QPoint(5, 5), Qt::CopyAction, &text, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(window.get(), &other);
+    EXPECT_FALSE(other.isAccepted());
 }
 
 // What is wrong with each hostile or broken file, as the message says it.
