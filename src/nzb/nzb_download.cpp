@@ -172,7 +172,7 @@ public:
 private:
     FileResult fetchFile(const NzbFile& f) {
         // A file that is there already isn't fetched again.
-        const QString announced = fileNameToWrite(nzbFileName(f.subject));
+        const QString announced = cleanName(nzbFileName(f.subject));
         if (!announced.isEmpty() && QFile::exists(app_.DestDir + announced)) {
             app_.setStatus(2, QStringLiteral("Duplicate File"));
             done_ += int(f.segments.size());
@@ -223,13 +223,8 @@ private:
         QFile::remove(temp);
         // The name the data gives, else the one of the subject; the same
         // hygiene as a name found in an article.
-        app_.AttachName = nameFromArticle(QString::fromLatin1(outcome.name));
-        CleanAttachName(app_);
-        if (app_.AttachName.isEmpty()) {
-            app_.AttachName = nzbFileName(f.subject);
-            CleanAttachName(app_);
-        }
-        const QString name = app_.AttachName;
+        QString name = cleanName(nameFromArticle(QString::fromLatin1(outcome.name)));
+        if (name.isEmpty()) name = cleanName(nzbFileName(f.subject));
         const bool kept = QFile::exists(decoded);
         const bool whole = outcome.result == DecodeResult::Ok && missing == 0;
         if (!kept || name.isEmpty() || (!whole && !repairable_)) {
@@ -255,6 +250,13 @@ private:
             damagedText_ << app_.statbar[2];
         }
         return {name, whole, !whole};
+    }
+
+    // A name as the message list's downloads clean one found in an article.
+    QString cleanName(const QString& raw) {
+        app_.AttachName = raw;
+        CleanAttachName(app_);
+        return app_.AttachName;
     }
 
     static QString describe(const QString& name, const NzbFile& f, int missing,

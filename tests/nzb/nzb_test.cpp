@@ -78,28 +78,34 @@ TEST_F(Nzb, IndexerNzbDownloadsEveryFileAndReportsAMissingSegment) {
     postParts("b.bin (%1/%2)", "b", splitLines(uuencode(b, "b.bin"), 2));
     postParts("\"c.bin\" yEnc (%1/%2)", "c", yencEncodeParts(c, {10000, 10000, 10000}, "c.bin"),
               {2});
+    // A separator in the name stays in it, as in any download.
+    const QByteArray d = randomBytes(3000, 24);
+    postParts("\"dir/d.bin\" yEnc (%1/%2)", "d", {yencEncodeSingle(d, "dir/d.bin")});
     // The message list of a group is open and stays as it is.
     cmdConnect(app, false);
     app.lstMessages.addItem(-1, "a row of the group", "", 7);
 
     const QByteArray nzb = kHead + fileElement("\"a.bin\" yEnc (1/3)", "a", 3) +
                            fileElement("b.bin (1/2)", "b", 2) +
-                           fileElement("\"c.bin\" yEnc (1/3)", "c", 3) + "</nzb>\n";
+                           fileElement("\"c.bin\" yEnc (1/3)", "c", 3) +
+                           fileElement("\"dir/d.bin\" yEnc (1/1)", "d", 1) + "</nzb>\n";
     ASSERT_TRUE(t.writeFile("set.nzb", nzb));
     // The progress bar runs over the segments of the whole NZB.
     int progressEnd = 0;
     QObject::connect(&app, &App::progressChanged, [&] {
-        if (app.progMax == 8) progressEnd = std::max(progressEnd, app.progValue);
+        if (app.progMax == 9) progressEnd = std::max(progressEnd, app.progValue);
     });
     OpenNzbFile(app, t.path("set.nzb"));
-    EXPECT_EQ(progressEnd, 8);
+    EXPECT_EQ(progressEnd, 9);
 
     EXPECT_EQ(t.prompter.messages(), QStringList());
     EXPECT_EQ(file("a.bin"), a);
     EXPECT_EQ(file("b.bin"), b);
-    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin"}));
+    EXPECT_EQ(file("dir_d.bin"), d);
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin", "dir_d.bin"}));
     // Without PAR2 files in the set, a damaged file is neither kept nor listed.
-    EXPECT_EQ(inDestDir(), QStringList({"a.bin", "b.bin"})) << "no temporary file is left";
+    EXPECT_EQ(inDestDir(), QStringList({"a.bin", "b.bin", "dir_d.bin"}))
+        << "no temporary file is left";
     EXPECT_EQ(app.statbar[2], "c.bin: 1 of 3 segments missing");
     EXPECT_EQ(app.statbar[1], "Finished Downloading");
     EXPECT_TRUE(app.IsConnected);
@@ -113,7 +119,7 @@ TEST_F(Nzb, IndexerNzbDownloadsEveryFileAndReportsAMissingSegment) {
     for (const auto& args : documents)
         begun += args.at(0).toInt() == NntpControl::DocumentBegin;
     EXPECT_EQ(begun, 2) << "the two segments of c.bin the server has";
-    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin"}));
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin", "dir_d.bin"}));
     EXPECT_EQ(app.statbar[2], "c.bin: 1 of 3 segments missing");
 
     // Stop once the first file is in: it stays, nothing half-fetched is left.
@@ -121,7 +127,7 @@ TEST_F(Nzb, IndexerNzbDownloadsEveryFileAndReportsAMissingSegment) {
     QDir().mkpath(app.DestDir);
     app.lstFiles.clear();
     QObject::connect(&app, &App::progressChanged, [&] {
-        if (app.progMax == 8 && app.progValue == 4 && !app.StopRequested) cmdStop(app);
+        if (app.progMax == 9 && app.progValue == 4 && !app.StopRequested) cmdStop(app);
     });
     OpenNzbFile(app, t.path("set.nzb"));
     EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin"}));
