@@ -193,11 +193,14 @@ private:
             for (const NzbSegment& s : f.segments) {
                 app_.setStatus(3, u'[' + QString::number(s.number) + u'/' +
                                       QString::number(f.segments.size()) + u']');
+                const qint64 segmentStart = out.pos();
                 Fetch got = sink.fetch(s.messageId);
                 if (got == Fetch::Failed) {
-                    // The connection went: rebuilt once for this segment.
+                    // The connection went: rebuilt once for this segment,
+                    // whose bytes so far are dropped.
                     if (!connectionOpen(app_)) cmdConnect(app_, false);
-                    if (connectionOpen(app_)) got = sink.fetch(s.messageId);
+                    if (connectionOpen(app_) && out.resize(segmentStart) && out.seek(segmentStart))
+                        got = sink.fetch(s.messageId);
                 }
                 if (got == Fetch::Stopped || got == Fetch::Failed || sink.writeFailed()) {
                     if (got == Fetch::Failed)

@@ -3,6 +3,7 @@
 #include "attachments/decoded_files.h"
 #include "fixtures/encoders.h"
 #include "fixtures/inn_app_test.h"
+#include "fixtures/scripted_server.h"
 #include "fixtures/test_app.h"
 #include "news/connection.h"
 #include "news/headers.h"
@@ -259,6 +260,38 @@ TEST_F(Nzb, ASegmentLeftUnpostedIsRepairedFromThePar2FilesWhenTheyHoldEnoughBloc
         }
         EXPECT_EQ(app.statbar[2], c.verdict.isEmpty() ? name + ": 1 of 4 segments missing" : row);
     }
+}
+
+// A connection dropped inside a segment: the segment is fetched again on a
+// new connection, and only the whole one goes into the file.
+TEST(NzbScripted, ASegmentCutOffByADroppedConnectionIsFetchedAgainWhole) {
+    TestApp t;
+    App& app = t.app;
+    t.load();
+    app.DestDir = t.path("download/");
+    QDir().mkpath(app.DestDir);
+    ScriptedNntpServer server;
+    ASSERT_TRUE(server.listen());
+    app.CurrentServer = server.address();
+    const QByteArray data = randomBytes(40000, 51);
+    const QList<QByteArray> parts = yencEncodeParts(data, {20000, 20000}, "cut.bin");
+    auto article = [&](int p) {
+        return "220 0 <s" + QByteArray::number(p) + "@x> article\r\nSubject: s\r\n\r\n" +
+               parts[p - 1] + ".\r\n";
+    };
+    const QByteArray greeting = "200 ready\r\n";
+    server.send(greeting).expect("MODE READER").send("200 reader\r\n");
+    server.expect("ARTICLE <s1@x>").send(article(1).left(parts[0].size() / 2)).drop();
+    server.send(greeting).expect("MODE READER").send("200 reader\r\n");
+    server.expect("ARTICLE <s1@x>").send(article(1)).expect("ARTICLE <s2@x>").send(article(2));
+    server.silence();
+
+    NzbDocument nzb;
+    nzb.files.append({"p", 0, "\"cut.bin\" yEnc (1/2)", {"g"}, {{1, 0, "s1@x"}, {2, 0, "s2@x"}}});
+    EXPECT_EQ(cmdDownloadNzb(app, nzb), 1);
+    EXPECT_EQ(t.readFile("download/cut.bin"), data);
+    EXPECT_EQ(server.errors(), QStringList());
+    EXPECT_EQ(server.connectionCount(), 2);
 }
 
 // The ways in: the menu item, a file dropped on the window (and so the
