@@ -42,11 +42,19 @@ int actedRow(const ListModel& files) {
     return -1;
 }
 
+bool isReportRow(const ListModel& files, int row) {
+    return files.tag(row) == QLatin1String(kReportRowTag);
+}
+
 void deleteFile(App& app) {
     ListModel& files = app.lstFiles;
     if (!HasSelection(app, files, true)) return;
     const int row = actedRow(files);
     if (row < 0) return;
+    if (isReportRow(files, row)) {
+        files.removeItem(row);
+        return;
+    }
     const QString name = files.text(row);
     if (app.ConfirmFileDelete &&
         !app.prompter->askOkCancel(QStringLiteral("Delete file : ") + name + QStringLiteral(" ?"),
@@ -136,13 +144,15 @@ void AddaFile(App& app, QString& tmp) {
 void lstFiles_Click(App& app) {
     const int row = app.lstFiles.listIndex();
     if (row < 0 || row >= app.lstFiles.count() || app.PreviewOn == 0) return;
+    if (isReportRow(app.lstFiles, row)) return;
     ShowPreview(app, app.lstFiles.text(row));
 }
 
 void lstFiles_DblClick(App& app) {
     if (!HasSelection(app, app.lstFiles, true) || app.Busy) return;
     const int row = actedRow(app.lstFiles);
-    if (row >= 0) ShellLaunch(app, app.DestDir + app.lstFiles.text(row));
+    if (row >= 0 && !isReportRow(app.lstFiles, row))
+        ShellLaunch(app, app.DestDir + app.lstFiles.text(row));
 }
 
 void lstFiles_KeyPress(App& app, int key) {

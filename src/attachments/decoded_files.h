@@ -23,6 +23,11 @@ QString fileNameToWrite(QStringView name);
 // video and the preview is on; updates the list's title.
 void AddaFile(App& app, QString& tmp);
 
+// The tag of a row of lstFiles that reports on a set of files (what PAR2
+// made of it) rather than naming one: the handlers open nothing for it, and
+// Delete drops the row alone.
+inline constexpr char kReportRowTag[] = "PAR2";
+
 // Handlers of lstFiles. Click previews the current row's file; double click
 // (and Enter) opens it with the desktop's application; Space makes row 0
 // current when no row is; Delete deletes the current row's file and row.

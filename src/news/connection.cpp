@@ -191,7 +191,9 @@ void NNTP_StateChanged(App& app) {
 
 void NNTP_Error(App& app, int code, const QString& description) {
     QString text = description;
-    if (code != 1014 && !app.Busy && !app.listingInChunks) {
+    // An article the server lacks (asked for by its Message-ID) leaves the
+    // connection as good as it was.
+    if (code != 1014 && code != 430 && !app.Busy && !app.listingInChunks) {
         text = QStringLiteral("Server Error");
         cmdDisconnect(app);
     }

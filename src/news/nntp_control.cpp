@@ -7,6 +7,7 @@
 #include <QMetaObject>
 #include <QSslError>
 #include <QSslSocket>
+#include <algorithm>
 
 // Connection, socket events and the cutting of incoming bytes into reply
 // lines and body blocks. What each reply means is in nntp_control_replies.cpp.
@@ -157,6 +158,18 @@ bool NntpControl::getHeaders(const QString& field, const QString& first, const Q
 bool NntpControl::getArticle(qint64 number) {
     if (number < 1) return refuse(NntpError::BadArgument, QString::number(number));
     return startRequest(Request::Article, "ARTICLE " + QByteArray::number(number));
+}
+
+bool NntpControl::getArticleById(const QByteArray& messageId) {
+    QByteArray id = messageId;
+    if (!id.startsWith('<')) id = '<' + id + '>';
+    // Anything that could end the command line or split its argument.
+    const bool bad = id.size() < 3 || id.size() > 250 || !id.endsWith('>') ||
+                     std::any_of(id.cbegin(), id.cend(), [](char c) {
+                         return static_cast<unsigned char>(c) <= ' ' || c == 0x7f;
+                     });
+    if (bad) return refuse(NntpError::BadArgument, QString::fromLatin1(messageId.left(80)));
+    return startRequest(Request::Article, "ARTICLE " + id);
 }
 
 bool NntpControl::quit() {

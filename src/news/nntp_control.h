@@ -64,6 +64,9 @@ public:
     // connection which of them the server lacks.
     bool getHeaders(const QString& field, const QString& first, const QString& last);
     bool getArticle(qint64 number);
+    // The article of that Message-ID, with or without its angle brackets,
+    // from any group: ARTICLE <id>.
+    bool getArticleById(const QByteArray& messageId);
     // Sends QUIT. Fails while a request is running, before the connection is
     // up, or from inside an event raised while a reply is being read (the
     // reply to QUIT could not be read before that event returns); the caller

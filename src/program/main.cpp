@@ -1,3 +1,4 @@
+#include "nzb/nzb_download.h"
 #include "program/assembly.h"
 #include "program/main_window.h"
 #include "program/startup.h"
@@ -20,5 +21,7 @@ int main(int argc, char** argv) {
     Form_Load(app);
     frmMain.applyGeometry();
     frmMain.show();
+    // The desktop opens ".nzb" files with the program.
+    OpenNzbFilesLater(app, QApplication::arguments().mid(1));
     return QApplication::exec();
 }

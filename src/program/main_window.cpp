@@ -14,6 +14,8 @@
 #include "harvest/sweep.h"
 #include "news/connection.h"
 #include "news/news_commands.h"
+#include "nzb/nzb_download.h"
+#include "nzb/nzb_save.h"
 #include "post/message_window.h"
 #include "post/post_dialog.h"
 #include "program/commands.h"
@@ -33,9 +35,12 @@
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDragEnterEvent>
+#include <QDropEvent>
 #include <QGroupBox>
 #include <QLabel>
 #include <QMenuBar>
+#include <QMimeData>
 #include <QProgressBar>
 #include <QScreen>
 #include <QStatusBar>
@@ -65,6 +70,7 @@ MainWindow::MainWindow(App& app, QWidget* parent)
     connectApp();
     connectCommands();
     connectFiles();
+    setAcceptDrops(true);
     // The setup dialog lives as long as the window: its list is the live
     // server list. Startup fills it; Setup and Connect show it modally.
     setup_ = new SetupDialog(app_, this);
@@ -279,6 +285,8 @@ void MainWindow::connectCommands() {
     on("menuNew", [this] { menuNew_Click(app_); });
     on("menuSave", [this] { menuSave_Click(app_); });
     on("menuLoad", [this] { menuLoad_Click(app_); });
+    on("menuOpenNzb", [this] { menuOpenNzb_Click(app_); });
+    on("menuSaveNzb", [this] { menuSaveNzb_Click(app_); });
     on("menuFind", [this] { menuFind_Click(app_, this); });
     on("menuFindNext", [this] { menuFindNext_Click(app_); });
     on("menuAuto", [this] { menuAuto_Click(app_, this); });
@@ -487,6 +495,30 @@ void MainWindow::closeEvent(QCloseEvent* e) {
     // An open large preview keeps its rectangle for the next start too.
     if (maxPrev_ && maxPrev_->isVisible()) maxPrev_->close();
     cmdExit(app_);
+}
+
+namespace {
+
+QStringList droppedFiles(const QMimeData* data) {
+    QStringList paths;
+    for (const QUrl& url : data->urls())
+        if (url.isLocalFile()) paths << url.toLocalFile();
+    return paths;
+}
+
+} // namespace
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* e) {
+    const QStringList paths = droppedFiles(e->mimeData());
+    if (std::any_of(paths.cbegin(), paths.cend(), isNzbPath))
+        e->acceptProposedAction();
+    else
+        e->ignore();
+}
+
+void MainWindow::dropEvent(QDropEvent* e) {
+    e->acceptProposedAction();
+    OpenNzbFilesLater(app_, droppedFiles(e->mimeData()));
 }
 
 void MainWindow::resizeEvent(QResizeEvent* e) {

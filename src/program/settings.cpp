@@ -74,6 +74,7 @@ void LoadSettings(App& app) {
     r.integer("HeaderChunk", app.HeaderChunk, 20000);
     if (app.HeaderChunk < 1) app.HeaderChunk = 20000;
     r.integer("NewestHeaders", app.NewestHeaders, 0);
+    r.flag("Par2Check", app.Par2Check, true);
     r.text("NNTPServer", app.CurrentServer, QString());
     UpdateListTitles(app, QStringLiteral("5"));
     r.integer("Timeout", app.Timeout, 30);
@@ -126,6 +127,7 @@ void SaveSettings(App& app) {
     flag("ModernParts", app.ModernParts);
     number("HeaderChunk", app.HeaderChunk);
     number("NewestHeaders", app.NewestHeaders);
+    flag("Par2Check", app.Par2Check);
     text("Version", QStringLiteral("2.5"));
     number("Preview", app.PreviewOn);
     text("NNTPServer", app.CurrentServer);

@@ -77,6 +77,7 @@ const OptionDef kOptions[] = {
     {SetupOption::Video, "chkVideo", "Spawn Video in Preview Mode"},
     {SetupOption::Show, "chkShow", "Show Message Numbers"},
     {SetupOption::ModernParts, "chkModernParts", "Modern Part Counters"},
+    {SetupOption::Par2, "chkPar2", "Verify and Repair with PAR2"},
 };
 
 const char* const kToolbarKeys[] = {"New", "Find", "Delete", "Import", "Export", "Sort"};

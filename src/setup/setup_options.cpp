@@ -88,6 +88,8 @@ bool optionValue(const App& app, SetupOption option) {
         return app.ShowMNumbers;
     case SetupOption::ModernParts:
         return app.ModernParts;
+    case SetupOption::Par2:
+        return app.Par2Check;
     }
     return false;
 }
@@ -117,6 +119,9 @@ void setOption(App& app, SetupOption option, bool ticked) {
         break;
     case SetupOption::ModernParts:
         app.ModernParts = ticked;
+        break;
+    case SetupOption::Par2:
+        app.Par2Check = ticked;
         break;
     }
 }

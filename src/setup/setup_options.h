@@ -6,7 +6,17 @@
 class App;
 
 // The check boxes of the setup dialog, each bound to its shared variable.
-enum class SetupOption { SPAM, HTTP, Binary, AutoLoad, FileDelete, Video, Show, ModernParts };
+enum class SetupOption {
+    SPAM,
+    HTTP,
+    Binary,
+    AutoLoad,
+    FileDelete,
+    Video,
+    Show,
+    ModernParts,
+    Par2,
+};
 
 bool optionValue(const App& app, SetupOption option);
 // A click on the box: the variable follows at once.

@@ -115,6 +115,8 @@ public:
     qint32 HeaderChunk = 20000;
     // Only the newest this many articles of a group are listed; 0 for all.
     qint32 NewestHeaders = 0;
+    // A downloaded set that holds PAR2 files is verified and repaired with them.
+    bool Par2Check = true;
     bool RemoveSpam = false;
     bool ShowMNumbers = false;
     QString CurrentServer;

@@ -8,6 +8,8 @@ const std::vector<MenuDef>& menuTable() {
              {0, "menuNew", "&New Favorites File", "", true, false},
              {51, "menuLoad", "&Load Favoites", "", true, false},
              {51, "menuSave", "S&ave Favorites", "", true, false},
+             {0, "menuOpenNzb", "&Open NZB...", "Ctrl+O", true, true},
+             {0, "menuSaveNzb", "Save Selected as N&ZB...", "", true, false},
              {2, "menuSetup", "&Setup", "", true, true},
              {15, "menuExit", "E&xit", "Ctrl+X", true, true},
          }},

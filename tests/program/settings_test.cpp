@@ -19,17 +19,18 @@ template <typename A> auto stored(A& a) {
                     a.BinariesOnly, a.SpawnVideo, a.RemoveSpam, a.ShowMNumbers, a.CurrentServer,
                     a.Timeout, a.Password, a.UserID, a.EmailAddress, a.UserName, a.MinGroups,
                     a.PreviewOn, a.AutoTime, a.AutoAMPM, a.AutoDays, a.DestDir, a.FormLeft,
-                    a.FormTop, a.FormWidth, a.FormHeight, a.HeaderChunk, a.NewestHeaders);
+                    a.FormTop, a.FormWidth, a.FormHeight, a.HeaderChunk, a.NewestHeaders,
+                    a.Par2Check);
 }
 
 // Values unlike every default, so that a key that is not read or written shows.
 void setUnusual(TestApp& t) {
     t.app.LastFind = "old find";
-    stored(t.app) =
-        std::make_tuple(false, t.path("lists/mine.fav"), false, false, true, 0, true, true,
-                        "news.example.net", 45, QString::fromUtf8("  pa ss=wörd;#\"x "), "me",
-                        "me@example.net", "Me, Myself", 7, 0, "11:30", 0, "1 0 1  ",
-                        t.path("my downloads") + "/", 150.5, 220.0, 10005.25, 7000.0, 5000, 1500);
+    stored(t.app) = std::make_tuple(
+        false, t.path("lists/mine.fav"), false, false, true, 0, true, true, "news.example.net", 45,
+        QString::fromUtf8("  pa ss=wörd;#\"x "), "me", "me@example.net", "Me, Myself", 7, 0,
+        "11:30", 0, "1 0 1  ", t.path("my downloads") + "/", 150.5, 220.0, 10005.25, 7000.0, 5000,
+        1500, false);
 }
 
 TEST(Settings, AFirstRunGivesEveryDefaultAndMakesItsFilesBesideTheExecutable) {
@@ -46,7 +47,7 @@ TEST(Settings, AFirstRunGivesEveryDefaultAndMakesItsFilesBesideTheExecutable) {
                               false, false, QString(), 30, QString(), QString(), QString(),
                               QString(), 1, 1, QString(), 1, QString("0000000"),
                               appPath + "Download/", 30000.0 / 2 - 1000.0 / 2,
-                              20000.0 / 2 - 1000.0 / 2, 1000.0, 1000.0, 20000, 0));
+                              20000.0 / 2 - 1000.0 / 2, 1000.0, 1000.0, 20000, 0, true));
     EXPECT_EQ(a.LastFind, "");
     EXPECT_FALSE(t.hasSetting("Timeout")) << "loading writes nothing";
 
