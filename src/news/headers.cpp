@@ -25,8 +25,13 @@ QString messageListPath(const App& app) {
 }
 
 void NNTP_GroupSelected(App& app, const QString&, qint64 first, qint64 last, qint64) {
-    if (app.lstMessages.count() == 0)
-        app.NNTP->getHeaders(app.HeaderField, QString::number(first), QString::number(last));
+    if (app.lstMessages.count() != 0) return;
+    // No article lies between them: an empty group, with nothing to ask.
+    if (last < first) {
+        app.HeadersDone = true;
+        return;
+    }
+    app.NNTP->getHeaders(app.HeaderField, QString::number(first), QString::number(last));
 }
 
 int cmdGetMessageHeaders(App& app, bool cache) {

@@ -91,7 +91,7 @@ void receiveGroupLines(App& app) {
             last = leadingNumber(rest);
             if (s2 >= 0) first = leadingNumber(rest.sliced(s2 + 1));
         }
-        if (last - first >= 1 && !app.GroupSeen) {
+        if (first >= 0 && last > first && !app.GroupSeen) {
             app.GroupsBeforeLive = app.lstGroups.count() + static_cast<int>(batch.size());
             app.GroupSeen = true;
         }

@@ -78,7 +78,8 @@ TEST(Connection, ConnectListsGroupsFromBlocksCutAnywhereAndWritesTheCache) {
     t.greetAndList({
         "215 list follows\r\nalt.binaries.pictures 0000000105 0000000100 y\r\nalt.te",
         "xt 0000000007 0000000007 y\r",
-        "\ncomp.lang.c 12 3 m\r\nalt.odd 3 9 y\r\n\r\n.",
+        "\ncomp.lang.c 12 3 m\r\nalt.odd 3 9 y\r\n\r\n"
+        "alt.wide 9223372036854775807 99999999999999999999 y\r\n.",
         "\r\n",
     });
 
@@ -88,10 +89,10 @@ TEST(Connection, ConnectListsGroupsFromBlocksCutAnywhereAndWritesTheCache) {
     EXPECT_EQ(t.app.statbar[3], "Connected");
     EXPECT_EQ(texts(t.app.lstGroups),
               (QStringList{mark(1) + "alt.binaries.pictures (5)", "alt.text (0)",
-                           mark(1) + "comp.lang.c (9)", "alt.odd (0)"}));
+                           mark(1) + "comp.lang.c (9)", "alt.odd (0)", "alt.wide (0)"}));
     EXPECT_EQ(t.app.statbar[1], "Done Retreiving Group List");
     EXPECT_EQ(t.app.frame(Frame::Groups).title,
-              "Available Groups : " + t.app.CurrentServer + " (4)");
+              "Available Groups : " + t.app.CurrentServer + " (5)");
 
     ListModel cached;
     ASSERT_TRUE(cached.load(groupCachePath(t.app)));
@@ -99,7 +100,7 @@ TEST(Connection, ConnectListsGroupsFromBlocksCutAnywhereAndWritesTheCache) {
 
     // A list in memory serves without the server (the script has no more steps).
     cmdGroup(t.app, true);
-    EXPECT_EQ(t.app.lstGroups.count(), 4);
+    EXPECT_EQ(t.app.lstGroups.count(), 5);
     EXPECT_EQ(t.server.received().count("LIST"), 1);
 }
 
@@ -276,16 +277,27 @@ TEST(Headers, RowsFromBlocksCutAnywhereThenAnErrorReplyOrARefusedLoginDisconnect
 
 // A header listing that falls silent past twice the timeout, or is stopped,
 // keeps its rows so far and gives the request up with its connection; the
-// next command connects afresh. 420 for the range is an empty group.
-TEST(Headers, SilenceOrStopGiveTheListingUpAnd420IsAnEmptyGroup) {
-    enum Case { Silence, Stop, Empty };
-    for (Case c : {Silence, Stop, Empty}) {
-        SCOPED_TRACE(c == Silence ? "silence" : c == Stop ? "stop" : "420");
+// next command connects afresh. 420 for the range is an empty group, and so
+// is a group reply whose numbers make no range of articles (negative, past
+// 2^63, last below first, no numbers at all): nothing is asked for it.
+TEST(Headers, SilenceOrStopGiveTheListingUpAnd420OrAbsurdCountsAreAnEmptyGroup) {
+    enum Case { Silence, Stop, Empty, Negative, Huge, Backwards, NoNumbers };
+    const QByteArray absurd[] = {"211 -3 -5 -1 alt.x",
+                                 "211 9223372036854775808 1 99999999999999999999",
+                                 "211 2 10 3 alt.x", "211 many"};
+    for (Case c : {Silence, Stop, Empty, Negative, Huge, Backwards, NoNumbers}) {
+        SCOPED_TRACE(c);
+        const bool empty = c >= Empty;
         NewsApp t(true);
-        ScriptedNntpServer& s =
-            t.listOneGroup("alt.x", "5 1").send("211 5 1 5 alt.x\r\n").expect("XHDR Subject 1-5");
-        if (c == Empty)
-            s.send("420 no current article\r\n").expect("LIST").send("215 list\r\n.\r\n");
+        ScriptedNntpServer& s = t.listOneGroup("alt.x", "5 1");
+        if (c > Empty)
+            s.send(absurd[c - Negative] + "\r\n");
+        else
+            s.send("211 5 1 5 alt.x\r\n").expect("XHDR Subject 1-5");
+        if (empty)
+            (c == Empty ? s.send("420 no current article\r\n") : s)
+                .expect("LIST")
+                .send("215 list\r\n.\r\n");
         else
             s.send("221 ok\r\n1 first\r\n2 sec").silence();
         // A wait that never gives up is stopped here, far beyond its limit.
@@ -304,12 +316,12 @@ TEST(Headers, SilenceOrStopGiveTheListingUpAnd420IsAnEmptyGroup) {
         EXPECT_FALSE(hung);
         EXPECT_TRUE(t.stopOnInTransfers);
         EXPECT_FALSE(t.app.NNTP->busy());
-        EXPECT_EQ(connectionClosed(t.app), c != Empty);
+        EXPECT_EQ(connectionClosed(t.app), !empty);
         EXPECT_EQ(t.app.LastError, c == Silence ? -1 : 0);
-        EXPECT_EQ(texts(t.app.lstMessages), c == Empty ? QStringList() : QStringList{"first"});
-        EXPECT_EQ(t.app.statbar[1], c == Empty ? "Sorry, No Messages in This Group"
-                                               : "Done Retreiving Message Headers");
-        if (c == Empty) { // the connection goes on
+        EXPECT_EQ(texts(t.app.lstMessages), empty ? QStringList() : QStringList{"first"});
+        EXPECT_EQ(t.app.statbar[1],
+                  empty ? "Sorry, No Messages in This Group" : "Done Retreiving Message Headers");
+        if (empty) { // the connection goes on
             cmdGroup(t.app, false);
             EXPECT_EQ(t.app.statbar[1], "Done Retreiving Group List");
         }
