@@ -211,16 +211,22 @@ void cmdDownloadMessage(App& app, qint64& msgnum) {
     }
     app.NNTP->getArticle(msgnum);
     app.TickCount = 0;
-    while (app.LastError == 0 && !app.MessageDone && !app.ending && app.TickCount < app.Timeout)
+    // Every byte restarts the clock, so a server that drips an article is
+    // waited for only until Stop (a batch run's Stop also sets LastError).
+    while (app.LastError == 0 && !app.MessageDone && !app.ending && !app.StopRequested &&
+           app.TickCount < app.Timeout)
         app.DoEvents();
-    if (app.ending) {
-        // The process ends: the article, whole or not, is given up unwritten.
+    if (app.ending || (app.StopRequested && !app.MessageDone && app.LastError == 0)) {
+        // The article, whole or not, is given up unwritten, and the rest of
+        // it with the connection.
         app.LastError = -1;
         app.NNTP->cancel();
         return;
     }
     if (app.TickCount >= app.Timeout || app.LastError != 0) {
-        app.setStatus(2, QStringLiteral("Timeout/Error Getting Message"));
+        // A reason the receiver gave (a line or the article too long) stays.
+        if (!app.statbar[2].startsWith(QLatin1String("Server Error: ")))
+            app.setStatus(2, QStringLiteral("Timeout/Error Getting Message"));
         app.NNTP->cancel();
     }
 }

@@ -183,15 +183,19 @@ void endPath(App& app) {
 
 } // namespace
 
-void failLongLine(App& app) {
+void failTransfer(App& app, const QString& detail, const QString& status) {
     app.LineBuffer.clear();
     app.lineScanFrom = 0;
     app.MessageText.clear();
     app.NNTP->cancel();
     NNTP_Error(app, NntpError::ProtocolViolation,
-               NntpError::describe(NntpError::ProtocolViolation,
-                                   QStringLiteral("a line longer than 1 MiB")));
-    app.setStatus(2, QStringLiteral("Server Error: Line Too Long"));
+               NntpError::describe(NntpError::ProtocolViolation, detail));
+    app.setStatus(2, status);
+}
+
+void failLongLine(App& app) {
+    failTransfer(app, QStringLiteral("a line longer than 1 MiB"),
+                 QStringLiteral("Server Error: Line Too Long"));
 }
 
 void NNTP_Document(App& app, int state, const QByteArray& data) {
