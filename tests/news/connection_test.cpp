@@ -133,12 +133,13 @@ TEST(Connection, ListCutShortBySilenceOrADrop) {
     }
 }
 
-// A refused login, and a server that never greets until the timeout or the
-// Stop button: all take the same failed path.
+// A refused login, a server that never greets until the timeout or the Stop
+// button, and one that greets with garbage or with a line that never ends:
+// all take the same failed path.
 TEST(Connection, FailedConnectsEndUnableToConnect) {
-    enum Case { Login, Timeout, Stop };
-    for (Case c : {Login, Timeout, Stop}) {
-        SCOPED_TRACE(c == Login ? "login" : c == Timeout ? "timeout" : "stop");
+    enum Case { Login, Timeout, Stop, Garbage, Endless };
+    for (Case c : {Login, Timeout, Stop, Garbage, Endless}) {
+        SCOPED_TRACE(c);
         NewsApp t(c == Timeout);
         t.app.Timeout = 2;
         if (c == Login) { // no user or password set: both still go out, empty
@@ -146,6 +147,8 @@ TEST(Connection, FailedConnectsEndUnableToConnect) {
             t.server.expect("AUTHINFO USER ").send("381 password please\r\n");
             t.server.expect("AUTHINFO PASS ").send("481 no\r\n");
         }
+        if (c == Garbage) t.server.send("hello there\r\n");
+        if (c == Endless) t.server.sendBlocks(QList<QByteArray>(3, QByteArray(40000, '2')));
         t.server.silence();
         QStringList panel2;
         QObject::connect(&t.app, &App::statusChanged, [&](int p) {
@@ -162,7 +165,9 @@ TEST(Connection, FailedConnectsEndUnableToConnect) {
 
         t.expectNoScriptErrors();
         EXPECT_FALSE(t.app.IsConnected);
-        EXPECT_EQ(t.app.ErrorText, c == Login ? "Can't Authenticate" : "Timeout Connecting");
+        EXPECT_EQ(t.app.ErrorText, c == Login     ? "Can't Authenticate"
+                                   : c >= Garbage ? "Error Connecting. (1010)"
+                                                  : "Timeout Connecting");
         EXPECT_EQ(panel2.contains("Not Authenticated"), c == Login);
         EXPECT_EQ(panel2.value(panel2.size() - 1), "Unable to Connect");
         EXPECT_EQ(t.app.statbar[1], "Click on CONNECT to connect to Server");
