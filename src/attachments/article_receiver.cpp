@@ -135,6 +135,11 @@ void ArticleData(App& app, const QByteArray& block) {
         failLongLine(app);
         return;
     }
+    if (app.MessageText.size() > kMaxArticleBytes) {
+        failTransfer(app, QStringLiteral("an article longer than 16 MiB"),
+                     QStringLiteral("Server Error: Article Too Large"));
+        return;
+    }
     if (app.HeaderField != QLatin1String("Subject")) return;
     app.setStatus(3, u'[' + QString::number(app.PartDone) + u'/' + QString::number(app.PartCount) +
                          u']');

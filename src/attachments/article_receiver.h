@@ -5,6 +5,11 @@
 
 class App;
 
+// An article is held whole until its end. One longer than this is given up,
+// so that a server that never ends one cannot make memory grow without bound;
+// posts come in parts far smaller than this.
+inline constexpr qsizetype kMaxArticleBytes = 16 * 1024 * 1024;
+
 // The article branch of the line receiver (TransferMode 2): a block of the
 // article in work, and its end.
 void ArticleData(App& app, const QByteArray& block);

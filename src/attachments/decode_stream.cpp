@@ -1,5 +1,6 @@
 #include "attachments/decode_stream.h"
 #include "attachments/crc32.h"
+#include "support/atomic_file.h"
 
 #include <QFileInfo>
 #include <QIODevice>
@@ -163,9 +164,7 @@ std::uint32_t OutputSink::crc() {
 bool OutputSink::flush() {
     updateCrc();
     if (used_ > 0 && !failed_) {
-        const qint64 written =
-            file_.write(reinterpret_cast<const char*>(buffer_.get()), qint64(used_));
-        if (written != qint64(used_)) {
+        if (!writeWhole(file_, QByteArrayView(buffer_.get(), qsizetype(used_)))) {
             failed_ = true;
             errorText_ = file_.errorString();
         }

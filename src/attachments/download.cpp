@@ -12,6 +12,7 @@
 #include "shell/gating.h"
 #include "shell/temp_files.h"
 #include "shell/waits.h"
+#include "support/atomic_file.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -149,11 +150,10 @@ RowEnd fetchRow(App& app, qint32& row, qint32 last) {
             if (end >= 0) app.MessageText.truncate(end + 5);
         }
         if (!app.AttachName.isEmpty() && !app.HarvestBody) {
-            if (app.LastError != 0) {
+            if (app.LastError != 0 || !AppendTempBody(app, app.MessageText)) {
                 app.PartIndex = -1;
                 break;
             }
-            AppendTempBody(app, app.MessageText);
         }
         if (app.LastError != 0 || !app.MessageDone) {
             app.PartIndex = -1;
@@ -174,12 +174,18 @@ RowEnd fetchRow(App& app, qint32& row, qint32 last) {
 
 } // namespace
 
-void AppendTempBody(App& app, const QString& text) {
-    if (app.ending) return; // the temporary files are gone for good
+bool AppendTempBody(App& app, const QString& text) {
+    if (app.ending) return false; // the temporary files are gone for good
     QFile file(app.DestDir + app.TempFile);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) return;
-    file.write(text.toLatin1());
-    file.write("\r\n", 2);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered) ||
+        !writeWhole(file, text.toLatin1()) || !writeWhole(file, "\r\n")) {
+        // A full disk, or a directory gone or made read-only meanwhile.
+        app.LastError = -1;
+        app.setStatus(2, QStringLiteral("Cannot write to ") + app.DestDir + QStringLiteral(": ") +
+                             file.errorString());
+        return false;
+    }
+    return true;
 }
 
 void cmdDownloadMessage(App& app, qint64& msgnum) {
@@ -211,16 +217,22 @@ void cmdDownloadMessage(App& app, qint64& msgnum) {
     }
     app.NNTP->getArticle(msgnum);
     app.TickCount = 0;
-    while (app.LastError == 0 && !app.MessageDone && !app.ending && app.TickCount < app.Timeout)
+    // Every byte restarts the clock, so a server that drips an article is
+    // waited for only until Stop (a batch run's Stop also sets LastError).
+    while (app.LastError == 0 && !app.MessageDone && !app.ending && !app.StopRequested &&
+           app.TickCount < app.Timeout)
         app.DoEvents();
-    if (app.ending) {
-        // The process ends: the article, whole or not, is given up unwritten.
+    if (app.ending || (app.StopRequested && !app.MessageDone && app.LastError == 0)) {
+        // The article, whole or not, is given up unwritten, and the rest of
+        // it with the connection.
         app.LastError = -1;
         app.NNTP->cancel();
         return;
     }
     if (app.TickCount >= app.Timeout || app.LastError != 0) {
-        app.setStatus(2, QStringLiteral("Timeout/Error Getting Message"));
+        // A reason the receiver gave (a line or the article too long) stays.
+        if (!app.statbar[2].startsWith(QLatin1String("Server Error: ")))
+            app.setStatus(2, QStringLiteral("Timeout/Error Getting Message"));
         app.NNTP->cancel();
     }
 }

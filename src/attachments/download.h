@@ -11,5 +11,6 @@ void cmdDownload(App& app, qint32& msgnum);
 // Fetches article number msgnum into MessageText; the outcome is in
 // LastError and MessageDone. Reconnects first when the connection is down.
 void cmdDownloadMessage(App& app, qint64& msgnum);
-// Appends text and CR LF to DestDir + TempFile. Failures are ignored.
-void AppendTempBody(App& app, const QString& text);
+// Appends text and CR LF to DestDir + TempFile. A failure sets LastError
+// and shows its reason, and false is returned.
+bool AppendTempBody(App& app, const QString& text);

@@ -24,8 +24,10 @@ qint64 leadingNumber(QByteArrayView text) {
 }
 
 QString groupRow(const QString& name, qint64 last, qint64 first) {
+    // A first number past 2^63 (-1) counts nothing, and the difference of
+    // any two others fits.
+    if (first < 0 || last <= first) return name + QStringLiteral(" (0)");
     const qint64 n = last - first;
-    if (n < 1) return name + QStringLiteral(" (0)");
     return QChar(0xFF) + QStringLiteral("1") + name + QStringLiteral(" (") + QString::number(n) +
            u')';
 }

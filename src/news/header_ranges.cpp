@@ -109,8 +109,12 @@ bool listGroupHeaders(App& app, const QString& group) {
     }
     const qint64 last = app.selectedLast;
     const qint64 first = firstToList(app.selectedFirst, last, app.NewestHeaders);
-    // An empty group (last below first) still gets its one request, so that
-    // the listing ends as the server says.
+    // No article lies between them: an empty group, with nothing to ask.
+    // A request for "1-0" or "-5--1" would only be refused.
+    if (last < first) {
+        app.HeadersDone = true;
+        return true;
+    }
     const double span = std::max(double(last) - double(first) + 1, 1.0);
     // A run over many groups or servers (Busy) shows its own progress.
     const bool showProgress = !app.Busy;

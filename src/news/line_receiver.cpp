@@ -91,7 +91,7 @@ void receiveGroupLines(App& app) {
             last = leadingNumber(rest);
             if (s2 >= 0) first = leadingNumber(rest.sliced(s2 + 1));
         }
-        if (last - first >= 1 && !app.GroupSeen) {
+        if (first >= 0 && last > first && !app.GroupSeen) {
             app.GroupsBeforeLive = app.lstGroups.count() + static_cast<int>(batch.size());
             app.GroupSeen = true;
         }
@@ -183,15 +183,19 @@ void endPath(App& app) {
 
 } // namespace
 
-void failLongLine(App& app) {
+void failTransfer(App& app, const QString& detail, const QString& status) {
     app.LineBuffer.clear();
     app.lineScanFrom = 0;
     app.MessageText.clear();
     app.NNTP->cancel();
     NNTP_Error(app, NntpError::ProtocolViolation,
-               NntpError::describe(NntpError::ProtocolViolation,
-                                   QStringLiteral("a line longer than 1 MiB")));
-    app.setStatus(2, QStringLiteral("Server Error: Line Too Long"));
+               NntpError::describe(NntpError::ProtocolViolation, detail));
+    app.setStatus(2, status);
+}
+
+void failLongLine(App& app) {
+    failTransfer(app, QStringLiteral("a line longer than 1 MiB"),
+                 QStringLiteral("Server Error: Line Too Long"));
 }
 
 void NNTP_Document(App& app, int state, const QByteArray& data) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QString>
 
 class App;
 
@@ -12,3 +13,6 @@ void NNTP_Document(App& app, int state, const QByteArray& data);
 // transfer fails as a server error, with its reason on the status line, the
 // connection is dropped and what came of the transfer is let go.
 void failLongLine(App& app);
+// The same for any transfer that must be given up: detail goes into the
+// error's description, status onto the status line.
+void failTransfer(App& app, const QString& detail, const QString& status);

@@ -14,6 +14,9 @@
 
 namespace {
 
+// The most the socket takes in before the program has read it.
+constexpr qint64 kReadBufferBytes = 1024 * 1024;
+
 // Anything that would end the command line early or smuggle in a second one.
 bool isToken(const QString& text) {
     if (text.isEmpty()) return false;
@@ -108,6 +111,11 @@ bool NntpControl::connectTo(const QString& server) {
     busy_ = true;
 
     socket_ = new QSslSocket(this);
+    // While a block is handled the event queue runs, and the socket would
+    // take in all the server sends meanwhile, to be delivered as one block
+    // as large as a whole listing. Bounded, the rest waits in the kernel
+    // and the server is held back.
+    socket_->setReadBufferSize(kReadBufferBytes);
     connect(socket_, &QAbstractSocket::stateChanged, this, &NntpControl::onSocketStateChanged);
     connect(socket_, &QIODevice::readyRead, this, &NntpControl::onReadyRead);
     connect(socket_, &QAbstractSocket::errorOccurred, this, &NntpControl::onSocketError);

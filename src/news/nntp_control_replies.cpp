@@ -98,11 +98,18 @@ void NntpControl::handleRequestReply(int code, const QByteArray& line) {
             failRequest(errorCodeFor(code), text);
             break;
         }
-        // "211 count first last name"
+        // "211 count first last name". Numbers that are missing, negative or
+        // past 2^63 are reported as an empty group (last below first).
         const QList<QByteArray> fields = line.simplified().split(' ');
-        const qint64 count = fields.value(1).toLongLong();
-        const qint64 first = fields.value(2).toLongLong();
-        const qint64 last = fields.value(3).toLongLong();
+        bool ok[3] = {};
+        qint64 count = fields.value(1).toLongLong(&ok[0]);
+        qint64 first = fields.value(2).toLongLong(&ok[1]);
+        qint64 last = fields.value(3).toLongLong(&ok[2]);
+        if (!ok[0] || !ok[1] || !ok[2] || count < 0 || first < 0 || last < 0) {
+            count = 0;
+            first = 1;
+            last = 0;
+        }
         const QByteArray name = fields.size() > 4 ? fields.at(4) : groupName_;
         await_ = Await::Nothing;
         request_ = Request::None;

@@ -11,3 +11,12 @@ bool writeFileAtomically(const QString& path, const QByteArray& content) {
     }
     return f.commit();
 }
+
+bool writeWhole(QFileDevice& file, QByteArrayView bytes) {
+    for (qsizetype done = 0; done < bytes.size();) {
+        const qint64 n = file.write(bytes.data() + done, bytes.size() - done);
+        if (n <= 0) return false;
+        done += qsizetype(n);
+    }
+    return true;
+}

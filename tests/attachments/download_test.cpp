@@ -25,7 +25,12 @@
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
+#include <csignal>
+#include <cstring>
 #include <random>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace {
 
@@ -239,6 +244,106 @@ TEST_F(Download, PostsThatCantBeDecodedLeaveNeitherFileNorRow) {
     EXPECT_EQ(app.LastError, int(DecodeResult::SizeMismatch));
     EXPECT_EQ(inDestDir(), QStringList({"dup.bin", "mine.bin", "next.bin"}));
     EXPECT_EQ(listed(), QStringList{"next.bin"});
+}
+
+// Faults of the user's machine in the middle of a download: the disk fills
+// up while the fetched article or the decoded file is written, or the
+// download directory is removed or made read-only. The post fails with the
+// system's reason, leaves no file (partial, decoded or temporary) and no
+// listed row, and once the fault is gone the next post comes out whole.
+//
+// A full disk is a file-size limit (RLIMIT_FSIZE, with SIGXFSZ ignored): a
+// write past it is cut short and the next fails, as on a disk that fills
+// up, for root and any user alike. Root ignores permission bits, so a
+// read-only directory is a read-only bind mount when the test runs in a
+// private mount namespace (tests/scripts/with_private_mounts), else a mode
+// without write bits for a user other than root.
+TEST_F(Download, DiskFullOrDirectoryGoneOrReadOnlyFailsThePostWithItsReason) {
+    enum Case { TempFull, DecodedFull, Removed, ReadOnly };
+    const bool privateMounts = qEnvironmentVariableIsSet("ZANDERFELL_PRIVATE_MOUNTS");
+    QMap<QString, QByteArray> sent;
+    for (int c = TempFull; c <= ReadOnly; ++c) {
+        for (const QString& name : {QString("full%1.bin").arg(c), QString("next%1.bin").arg(c)}) {
+            sent[name] = randomBytes(40000, 40 + unsigned(sent.size()));
+            post(name, joined(uuencode(sent[name], name.toLatin1())));
+        }
+    }
+    openGroup();
+    const auto oldSignal = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit unlimited{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &unlimited), 0);
+    const QString dest = app.DestDir;
+    const QString destPath = QDir::cleanPath(dest);
+
+    for (Case c : {TempFull, DecodedFull, Removed, ReadOnly}) {
+        SCOPED_TRACE(c);
+        if (c == ReadOnly && !privateMounts && geteuid() == 0) {
+            std::signal(SIGXFSZ, oldSignal);
+            GTEST_SKIP() << "root ignores permission bits: a read-only directory needs the "
+                            "private mount namespace of tests/scripts/with_private_mounts";
+        }
+        bool readOnlyMount = false;
+        auto fault = [&] {
+            if (c == TempFull || c == DecodedFull) {
+                rlimit small = unlimited;
+                small.rlim_cur = 20000;
+                EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+            } else if (c == Removed) {
+                EXPECT_TRUE(QDir(dest).removeRecursively());
+            } else if (privateMounts) {
+                const QByteArray d = destPath.toLocal8Bit();
+                readOnlyMount =
+                    mount(d.constData(), d.constData(), nullptr, MS_BIND, nullptr) == 0 &&
+                    mount(nullptr, d.constData(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY,
+                          nullptr) == 0;
+                EXPECT_TRUE(readOnlyMount) << std::strerror(errno);
+            } else {
+                EXPECT_TRUE(QFile::setPermissions(destPath, QFile::ReadOwner | QFile::ExeOwner));
+            }
+        };
+        auto lift = [&] {
+            EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &unlimited), 0);
+            if (c == Removed) QDir().mkpath(dest);
+            if (readOnlyMount) {
+                EXPECT_EQ(umount(destPath.toLocal8Bit().constData()), 0);
+            }
+            QFile::setPermissions(destPath, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        };
+        // The fault comes while the article is fetched, or for the decoded
+        // file once the decoding starts.
+        bool faulted = false;
+        const QString when = c == DecodedFull ? "Decoding File" : "Retrieving Msg #";
+        const auto hook = QObject::connect(&app, &App::statusChanged, [&](int panel) {
+            if (panel == 1 && !faulted && app.statbar[1].startsWith(when)) {
+                faulted = true;
+                fault();
+            }
+        });
+        const QString name = QString("full%1.bin").arg(c);
+        download(name);
+        QObject::disconnect(hook);
+        const QStringList seen = shown;
+        lift();
+
+        EXPECT_TRUE(faulted);
+        const QString reason = c == Removed    ? "No such file or directory"
+                               : c != ReadOnly ? "File too large"
+                               : readOnlyMount ? "Read-only file system"
+                                               : "Permission denied";
+        const QString message = c == DecodedFull ? "6: Cannot write the decoded file: " + reason
+                                                 : "Cannot write to " + dest + ": " + reason;
+        EXPECT_TRUE(seen.contains(message)) << seen.join('|').toStdString();
+        EXPECT_TRUE(inDestDir().isEmpty()) << inDestDir().join(' ').toStdString();
+        EXPECT_TRUE(listed().isEmpty());
+
+        const QString next = QString("next%1.bin").arg(c);
+        download(next);
+        EXPECT_EQ(file(next), sent[next]);
+        EXPECT_EQ(listed(), QStringList{next});
+        app.lstFiles.clear();
+        QFile::remove(dest + next);
+    }
+    std::signal(SIGXFSZ, oldSignal);
 }
 
 // Whatever starts it, a download takes the selected rows: each post once.

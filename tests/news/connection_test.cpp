@@ -1,5 +1,7 @@
 // The connection procedures against a scripted server: what INN won't do
 // (cut blocks, silence, refused logins, errors, drops) and what the user sees.
+#include "attachments/article_receiver.h"
+#include "attachments/download.h"
 #include "fixtures/scripted_server.h"
 #include "fixtures/test_app.h"
 #include "news/connection.h"
@@ -8,6 +10,7 @@
 #include "news/nntp_control.h"
 #include "shell/app.h"
 
+#include <QDir>
 #include <QFile>
 #include <gtest/gtest.h>
 
@@ -78,7 +81,8 @@ TEST(Connection, ConnectListsGroupsFromBlocksCutAnywhereAndWritesTheCache) {
     t.greetAndList({
         "215 list follows\r\nalt.binaries.pictures 0000000105 0000000100 y\r\nalt.te",
         "xt 0000000007 0000000007 y\r",
-        "\ncomp.lang.c 12 3 m\r\nalt.odd 3 9 y\r\n\r\n.",
+        "\ncomp.lang.c 12 3 m\r\nalt.odd 3 9 y\r\n\r\n"
+        "alt.wide 9223372036854775807 99999999999999999999 y\r\n.",
         "\r\n",
     });
 
@@ -88,10 +92,10 @@ TEST(Connection, ConnectListsGroupsFromBlocksCutAnywhereAndWritesTheCache) {
     EXPECT_EQ(t.app.statbar[3], "Connected");
     EXPECT_EQ(texts(t.app.lstGroups),
               (QStringList{mark(1) + "alt.binaries.pictures (5)", "alt.text (0)",
-                           mark(1) + "comp.lang.c (9)", "alt.odd (0)"}));
+                           mark(1) + "comp.lang.c (9)", "alt.odd (0)", "alt.wide (0)"}));
     EXPECT_EQ(t.app.statbar[1], "Done Retreiving Group List");
     EXPECT_EQ(t.app.frame(Frame::Groups).title,
-              "Available Groups : " + t.app.CurrentServer + " (4)");
+              "Available Groups : " + t.app.CurrentServer + " (5)");
 
     ListModel cached;
     ASSERT_TRUE(cached.load(groupCachePath(t.app)));
@@ -99,7 +103,7 @@ TEST(Connection, ConnectListsGroupsFromBlocksCutAnywhereAndWritesTheCache) {
 
     // A list in memory serves without the server (the script has no more steps).
     cmdGroup(t.app, true);
-    EXPECT_EQ(t.app.lstGroups.count(), 4);
+    EXPECT_EQ(t.app.lstGroups.count(), 5);
     EXPECT_EQ(t.server.received().count("LIST"), 1);
 }
 
@@ -129,12 +133,13 @@ TEST(Connection, ListCutShortBySilenceOrADrop) {
     }
 }
 
-// A refused login, and a server that never greets until the timeout or the
-// Stop button: all take the same failed path.
+// A refused login, a server that never greets until the timeout or the Stop
+// button, and one that greets with garbage or with a line that never ends:
+// all take the same failed path.
 TEST(Connection, FailedConnectsEndUnableToConnect) {
-    enum Case { Login, Timeout, Stop };
-    for (Case c : {Login, Timeout, Stop}) {
-        SCOPED_TRACE(c == Login ? "login" : c == Timeout ? "timeout" : "stop");
+    enum Case { Login, Timeout, Stop, Garbage, Endless };
+    for (Case c : {Login, Timeout, Stop, Garbage, Endless}) {
+        SCOPED_TRACE(c);
         NewsApp t(c == Timeout);
         t.app.Timeout = 2;
         if (c == Login) { // no user or password set: both still go out, empty
@@ -142,6 +147,8 @@ TEST(Connection, FailedConnectsEndUnableToConnect) {
             t.server.expect("AUTHINFO USER ").send("381 password please\r\n");
             t.server.expect("AUTHINFO PASS ").send("481 no\r\n");
         }
+        if (c == Garbage) t.server.send("hello there\r\n");
+        if (c == Endless) t.server.sendBlocks(QList<QByteArray>(3, QByteArray(40000, '2')));
         t.server.silence();
         QStringList panel2;
         QObject::connect(&t.app, &App::statusChanged, [&](int p) {
@@ -158,7 +165,9 @@ TEST(Connection, FailedConnectsEndUnableToConnect) {
 
         t.expectNoScriptErrors();
         EXPECT_FALSE(t.app.IsConnected);
-        EXPECT_EQ(t.app.ErrorText, c == Login ? "Can't Authenticate" : "Timeout Connecting");
+        EXPECT_EQ(t.app.ErrorText, c == Login     ? "Can't Authenticate"
+                                   : c >= Garbage ? "Error Connecting. (1010)"
+                                                  : "Timeout Connecting");
         EXPECT_EQ(panel2.contains("Not Authenticated"), c == Login);
         EXPECT_EQ(panel2.value(panel2.size() - 1), "Unable to Connect");
         EXPECT_EQ(t.app.statbar[1], "Click on CONNECT to connect to Server");
@@ -276,16 +285,27 @@ TEST(Headers, RowsFromBlocksCutAnywhereThenAnErrorReplyOrARefusedLoginDisconnect
 
 // A header listing that falls silent past twice the timeout, or is stopped,
 // keeps its rows so far and gives the request up with its connection; the
-// next command connects afresh. 420 for the range is an empty group.
-TEST(Headers, SilenceOrStopGiveTheListingUpAnd420IsAnEmptyGroup) {
-    enum Case { Silence, Stop, Empty };
-    for (Case c : {Silence, Stop, Empty}) {
-        SCOPED_TRACE(c == Silence ? "silence" : c == Stop ? "stop" : "420");
+// next command connects afresh. 420 for the range is an empty group, and so
+// is a group reply whose numbers make no range of articles (negative, past
+// 2^63, last below first, no numbers at all): nothing is asked for it.
+TEST(Headers, SilenceOrStopGiveTheListingUpAnd420OrAbsurdCountsAreAnEmptyGroup) {
+    enum Case { Silence, Stop, Empty, Negative, Huge, Backwards, NoNumbers };
+    const QByteArray absurd[] = {"211 -3 -5 -1 alt.x",
+                                 "211 9223372036854775808 1 99999999999999999999",
+                                 "211 2 10 3 alt.x", "211 many"};
+    for (Case c : {Silence, Stop, Empty, Negative, Huge, Backwards, NoNumbers}) {
+        SCOPED_TRACE(c);
+        const bool empty = c >= Empty;
         NewsApp t(true);
-        ScriptedNntpServer& s =
-            t.listOneGroup("alt.x", "5 1").send("211 5 1 5 alt.x\r\n").expect("XHDR Subject 1-5");
-        if (c == Empty)
-            s.send("420 no current article\r\n").expect("LIST").send("215 list\r\n.\r\n");
+        ScriptedNntpServer& s = t.listOneGroup("alt.x", "5 1");
+        if (c > Empty)
+            s.send(absurd[c - Negative] + "\r\n");
+        else
+            s.send("211 5 1 5 alt.x\r\n").expect("XHDR Subject 1-5");
+        if (empty)
+            (c == Empty ? s.send("420 no current article\r\n") : s)
+                .expect("LIST")
+                .send("215 list\r\n.\r\n");
         else
             s.send("221 ok\r\n1 first\r\n2 sec").silence();
         // A wait that never gives up is stopped here, far beyond its limit.
@@ -304,12 +324,12 @@ TEST(Headers, SilenceOrStopGiveTheListingUpAnd420IsAnEmptyGroup) {
         EXPECT_FALSE(hung);
         EXPECT_TRUE(t.stopOnInTransfers);
         EXPECT_FALSE(t.app.NNTP->busy());
-        EXPECT_EQ(connectionClosed(t.app), c != Empty);
+        EXPECT_EQ(connectionClosed(t.app), !empty);
         EXPECT_EQ(t.app.LastError, c == Silence ? -1 : 0);
-        EXPECT_EQ(texts(t.app.lstMessages), c == Empty ? QStringList() : QStringList{"first"});
-        EXPECT_EQ(t.app.statbar[1], c == Empty ? "Sorry, No Messages in This Group"
-                                               : "Done Retreiving Message Headers");
-        if (c == Empty) { // the connection goes on
+        EXPECT_EQ(texts(t.app.lstMessages), empty ? QStringList() : QStringList{"first"});
+        EXPECT_EQ(t.app.statbar[1],
+                  empty ? "Sorry, No Messages in This Group" : "Done Retreiving Message Headers");
+        if (empty) { // the connection goes on
             cmdGroup(t.app, false);
             EXPECT_EQ(t.app.statbar[1], "Done Retreiving Group List");
         }
@@ -374,6 +394,78 @@ TEST(Headers, JunkOnlyListingEndsSorryAndSavesNothing) {
     EXPECT_EQ(t.app.lstMessages.count(), 0);
     EXPECT_EQ(t.app.statbar[1], "Sorry, No Messages in This Group");
     EXPECT_FALSE(QFile::exists(messageListPath(t.app)));
+}
+
+// An article from a server that drops the connection in the middle of it,
+// answers with garbage or sends an article that never ends: the download
+// gives the post up with the connection, says why, and leaves neither a file
+// nor a listed row. A server that drips the article a byte at a time to the
+// viewer, outside a download, is given up at Stop.
+TEST(Article, HostileServersGiveThePostUpAndLeaveNothingBehind) {
+    enum Case { Drop, Garbage, Endless, Drip };
+    for (Case c : {Drop, Garbage, Endless, Drip}) {
+        SCOPED_TRACE(c == Drop      ? "drop"
+                     : c == Garbage ? "garbage"
+                     : c == Endless ? "endless"
+                                    : "drip");
+        NewsApp t(c != Drip);
+        t.app.Timeout = c == Drip ? 3 : 300;
+        t.app.DestDir = t.path("download/");
+        ASSERT_TRUE(QDir().mkpath(t.app.DestDir));
+        ScriptedNntpServer& s = t.listOneGroup("alt.x", "1 1")
+                                    .send("211 1 1 1 alt.x\r\n")
+                                    .expect("XHDR Subject 1-1")
+                                    .send("221 ok\r\n1 a.bin\r\n.\r\n")
+                                    .expect("ARTICLE 1");
+        const QByteArray head = "220 1 <a@b>\r\nSubject: a.bin\r\n\r\nbegin 644 a.bin\r\n";
+        const QByteArray line = "M" + QByteArray(60, 'A') + "\r\n";
+        if (c == Drop) {
+            s.send(head + line.repeated(20)).drop();
+        } else if (c == Garbage) {
+            s.send("hello, what would you like?\r\n");
+        } else if (c == Endless) {
+            s.send(head);
+            const QByteArray block = line.repeated(1 << 14); // 1 MiB
+            for (qsizetype sent = 0; sent <= kMaxArticleBytes; sent += block.size())
+                s.send(block);
+        } else {
+            s.send(head);
+            for (char byte : line.repeated(3))
+                s.send(QByteArray(1, byte));
+        }
+        t.server.silence();
+        QStringList panel2;
+        QObject::connect(&t.app, &App::statusChanged, [&](int p) {
+            if (p == 2 && !t.app.statbar[2].isEmpty()) panel2 << t.app.statbar[2];
+        });
+        t.app.DoEvents = [&, pass = t.app.DoEvents] {
+            pass();
+            if (c == Drip && t.app.MessageText.size() > head.size() + 3 && !t.app.StopRequested)
+                cmdStop(t.app);
+        };
+        ASSERT_EQ(t.headersOf("alt.x"), 0);
+
+        if (c == Drip) {
+            t.app.HeaderField = "SubjectDL";
+            qint64 number = 1;
+            cmdDownloadMessage(t.app, number);
+            EXPECT_FALSE(t.server.scriptDone()) << "the drip was still going";
+            EXPECT_FALSE(t.app.MessageDone);
+        } else {
+            qint32 row = 0;
+            cmdDownload(t.app, row);
+            const QString why =
+                c == Endless ? "Server Error: Article Too Large" : "Timeout/Error Getting Message";
+            EXPECT_EQ(panel2.value(panel2.size() - 1), why) << panel2.join('|').toStdString();
+        }
+        t.expectNoScriptErrors();
+        EXPECT_TRUE(connectionClosed(t.app));
+        EXPECT_FALSE(t.app.NNTP->busy());
+        EXPECT_TRUE(t.app.MessageText.isEmpty() || c != Endless);
+        EXPECT_FALSE(t.app.menuEnabled[5]) << "Stop is off again";
+        EXPECT_EQ(t.app.lstFiles.count(), 0);
+        EXPECT_EQ(QDir(t.app.DestDir).entryList(QDir::Files | QDir::Hidden), QStringList());
+    }
 }
 
 } // namespace

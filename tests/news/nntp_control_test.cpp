@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QSslCertificate>
 #include <QSslSocket>
 
@@ -207,6 +208,29 @@ TEST_F(NntpControlTest, RequestsOnOneConnectionThenCancelAbandonsARunningOne) {
     EXPECT_FALSE(nntp.busy());
     pump([] { return false; }, 100);
     EXPECT_EQ(rec.events, (QStringList{"begin", "headers", "data"}));
+}
+
+// A server that sends faster than the blocks are handled, by a handler that
+// runs the event queue meanwhile as the program's does: the blocks still come
+// no larger than the socket's read buffer, and none of the listing is lost.
+TEST_F(NntpControlTest, AListingSentFasterThanItIsHandledComesInBoundedBlocks) {
+    greet();
+    const QByteArray lines =
+        QByteArray("12345 a subject of the usual length (1/1)\r\n").repeated(200000); // 8.6 MB
+    server.expect("LIST").send("215 list\r\n" + lines + ".\r\n").silence();
+    open();
+    qsizetype largest = 0;
+    bool first = true;
+    QObject::connect(&nntp, &NntpControl::document, &nntp, [&](int state, const QByteArray& block) {
+        if (state != NntpControl::DocumentData) return;
+        largest = std::max(largest, block.size());
+        if (std::exchange(first, false))
+            for (int pass = 0; pass < 500; ++pass)
+                QCoreApplication::processEvents();
+    });
+    fetch(nntp.listGroups());
+    EXPECT_TRUE(rec.data == lines);
+    EXPECT_LE(largest, 1 << 20);
 }
 
 // Each connection finds out afresh which of XHDR, HDR and the overview

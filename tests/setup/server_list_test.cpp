@@ -1,7 +1,9 @@
 // The server list: the address of a row, its commands New, Find, Delete,
 // Sort, Import and Export, and its file; for Import the field reader, the
 // cleaning of a field and the index behind the contains-rule for duplicates.
+#include "fixtures/save_loop/save_loop.h"
 #include "fixtures/test_app.h"
+#include "news/group_list.h"
 #include "setup/server_import.h"
 #include "setup/server_index.h"
 #include "setup/server_list.h"
@@ -13,8 +15,11 @@
 #include <QTimer>
 #include <gtest/gtest.h>
 
+#include <QProcess>
 #include <csignal>
+#include <random>
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace {
 
@@ -193,6 +198,62 @@ TEST_F(ServerList, AFailingSaveLeavesTheOldFileIntact) {
 
     SaveServerList(app); // and the next save that can write does
     EXPECT_EQ(fileRows().size(), 2001);
+}
+
+// The process killed while it saves the server list, the favourites or a
+// group cache: a helper saves the file over and over, alternating between two
+// versions, and is killed while it has a file of the target's directory open
+// (the target itself, or a temporary file beside it). The target is always
+// one whole version, the one saved before.
+TEST(Saves, AProcessKilledInTheMiddleOfASaveLeavesThePreviousFileWhole) {
+    const struct {
+        const char* kind;
+        QString file;
+    } cases[] = {{"servers", "NNTP_NET.INI"},
+                 {"favorites", "ZanderfellFavorites.fav"},
+                 {"groups", "Cache/news_example_com:119"}};
+    std::mt19937 rng(7);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.kind);
+        QTemporaryDir dir;
+        const QString target = dir.filePath(c.file);
+        const QString targetDir = QFileInfo(target).absolutePath();
+        QProcess saver;
+        saver.start(ZANDERFELL_SAVE_LOOP, {c.kind, dir.path()});
+        ASSERT_TRUE(saver.waitForReadyRead(30000)) << "the first save is through";
+        const pid_t pid = pid_t(saver.processId());
+        // Stopped at random moments until one finds it writing.
+        auto writing = [&] {
+            const QDir fds(QStringLiteral("/proc/%1/fd").arg(pid));
+            for (const QString& fd :
+                 fds.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)) {
+                char link[4096];
+                const ssize_t n =
+                    readlink(fds.filePath(fd).toLocal8Bit().constData(), link, sizeof link - 1);
+                if (n <= 0) continue;
+                const QString open = QString::fromLocal8Bit(link, n);
+                if (open.startsWith(targetDir + u'/')) return true;
+            }
+            return false;
+        };
+        bool caught = false;
+        for (int attempt = 0; attempt < 5000 && !caught; ++attempt) {
+            usleep(std::uniform_int_distribution<useconds_t>(0, 3000)(rng));
+            ASSERT_EQ(kill(pid, SIGSTOP), 0);
+            caught = writing();
+            if (!caught) kill(pid, SIGCONT);
+        }
+        kill(pid, SIGKILL);
+        ASSERT_TRUE(saver.waitForFinished(30000));
+        ASSERT_TRUE(caught) << "never stopped in the middle of a save";
+
+        ListModel saved;
+        ASSERT_TRUE(saved.load(target));
+        const int version = saved.count() == saveLoopRows(1) ? 1 : 0;
+        ASSERT_EQ(saved.count(), saveLoopRows(version));
+        for (int n = 0; n < saved.count(); ++n)
+            ASSERT_EQ(saved.text(n), saveLoopRow(n, version)) << n;
+    }
 }
 
 // Short texts over a small alphabet, so that delimiters, near misses and

@@ -1,0 +1,261 @@
+// The memory a hostile server can make the program take, through the real
+// connection from a server thread in this process: a status line that never
+// ends, a group list line that never ends, an article that never ends, and
+// a subject listing of ten million lines. Each figure is the peak resident
+// memory of the run above the process's size before it (VmHWM, reset through
+// /proc/self/clear_refs); the listing also gives its cost per row.
+//
+// Usage: hostile_input_bench [lines of the listing, default 10000000]
+#include "attachments/download.h"
+#include "news/connection.h"
+#include "news/group_list.h"
+#include "news/headers.h"
+#include "news/nntp_control.h"
+#include "program/assembly.h"
+#include "shell/app.h"
+#include "shell/temp_files.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <arpa/inet.h>
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+void print(const char* name, double value, const char* unit) {
+    std::printf("%s: %.4g %s\n", name, value, unit);
+    std::fflush(stdout);
+}
+
+qint64 statusKb(const char* field) {
+    QFile f(QStringLiteral("/proc/self/status"));
+    if (!f.open(QIODevice::ReadOnly)) return -1;
+    for (const QByteArray& line : f.readAll().split('\n'))
+        if (line.startsWith(field))
+            return line.mid(qsizetype(std::strlen(field))).trimmed().split(' ')[0].toLongLong();
+    return -1;
+}
+
+void resetPeak() {
+    QFile f(QStringLiteral("/proc/self/clear_refs"));
+    if (f.open(QIODevice::WriteOnly)) f.write("5");
+}
+
+bool sendAll(int fd, const char* data, std::size_t size) {
+    for (std::size_t at = 0; at < size;) {
+        const ssize_t n = ::send(fd, data + at, size - at, MSG_NOSIGNAL);
+        if (n <= 0) return false;
+        at += std::size_t(n);
+    }
+    return true;
+}
+bool sendAll(int fd, const QByteArray& data) {
+    return sendAll(fd, data.constData(), std::size_t(data.size()));
+}
+
+// One connection at a time; after the greeting, reply(command, fd) answers
+// each command and returns false to hang up.
+class HostileServer {
+public:
+    using Reply = std::function<bool(const QByteArray& command, int fd)>;
+    std::function<bool(int fd)> greet = [](int fd) { return sendAll(fd, "200 ready\r\n"); };
+    Reply reply;
+
+    quint16 start() {
+        listen_ = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in a{};
+        a.sin_family = AF_INET;
+        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t len = sizeof a;
+        if (::bind(listen_, reinterpret_cast<sockaddr*>(&a), len) != 0 ||
+            ::listen(listen_, 4) != 0 ||
+            ::getsockname(listen_, reinterpret_cast<sockaddr*>(&a), &len) != 0)
+            return 0;
+        thread_ = std::thread([this] {
+            for (;;) {
+                const int fd = ::accept(listen_, nullptr, nullptr);
+                if (fd < 0) return;
+                serve(fd);
+            }
+        });
+        return ntohs(a.sin_port);
+    }
+    ~HostileServer() {
+        ::shutdown(listen_, SHUT_RDWR);
+        ::close(listen_);
+        if (thread_.joinable()) thread_.join();
+    }
+
+private:
+    void serve(int fd) {
+        QByteArray in;
+        char buf[4096];
+        bool open = greet(fd);
+        while (open) {
+            const qsizetype eol = in.indexOf("\r\n");
+            if (eol < 0) {
+                const ssize_t n = ::recv(fd, buf, sizeof buf, 0);
+                if (n <= 0) break;
+                in.append(buf, n);
+                continue;
+            }
+            const QByteArray line = in.left(eol);
+            in.remove(0, eol + 2);
+            if (line == "MODE READER")
+                open = sendAll(fd, "200 reader\r\n");
+            else if (line == "QUIT")
+                open = false;
+            else
+                open = reply(line, fd);
+        }
+        ::close(fd);
+    }
+
+    int listen_ = -1;
+    std::thread thread_;
+};
+
+// Sends the same block until the client hangs up or `limit` bytes went out.
+bool endless(int fd, const QByteArray& block, qint64 limit) {
+    for (qint64 sent = 0; sent < limit; sent += block.size())
+        if (!sendAll(fd, block)) return false;
+    return true;
+}
+
+struct Run {
+    // Goes last, once the connection of the app has closed.
+    HostileServer server;
+    QTemporaryDir dir;
+    App app;
+
+    bool start() {
+        AssembleControls(app);
+        app.ExeDir = dir.path();
+        app.AppPath = dir.path() + "/";
+        app.DestDir = dir.path() + "/download/";
+        QDir().mkpath(app.DestDir);
+        QDir(dir.path()).mkdir(QStringLiteral("Cache"));
+        const quint16 port = server.start();
+        app.CurrentServer = QStringLiteral("127.0.0.1:%1").arg(port);
+        app.Timer1.start();
+        app.Timeout = 30;
+        MakeTempFile(app);
+        return port != 0;
+    }
+};
+
+// The peak above the size before, in MiB, of what run() does.
+double peakMib(const std::function<void()>& run) {
+    const qint64 before = statusKb("VmRSS:");
+    resetPeak();
+    run();
+    return double(statusKb("VmHWM:") - before) / 1024.0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication qapp(argc, argv);
+    const qint64 lines = argc > 1 ? QByteArray(argv[1]).toLongLong() : 10000000;
+    const qint64 flood = 256LL << 20; // what each endless reply sends at most
+
+    {
+        Run r;
+        // A greeting that goes on until the client gives up.
+        r.server.greet = [flood](int fd) { return endless(fd, QByteArray(64 << 10, 'x'), flood); };
+        r.server.reply = [](const QByteArray&, int) { return false; };
+        if (!r.start()) return 1;
+        const double mib = peakMib([&] { cmdConnect(r.app, false); });
+        print("endless_status_line_peak", mib, "MiB");
+        std::fprintf(stderr, "endless status line: %s\n", qPrintable(r.app.ErrorText));
+    }
+    {
+        Run r;
+        r.server.reply = [flood](const QByteArray& c, int fd) {
+            if (c != "LIST") return sendAll(fd, "500 what?\r\n");
+            return sendAll(fd, "215 list\r\nalt.a 1 1 y\r\nalt.") &&
+                   endless(fd, QByteArray(64 << 10, 'x'), flood);
+        };
+        if (!r.start()) return 1;
+        cmdConnect(r.app, false);
+        const double mib = peakMib([&] { cmdGroup(r.app, false); });
+        print("endless_line_peak", mib, "MiB");
+        std::fprintf(stderr, "endless line: %s\n", qPrintable(r.app.statbar[2]));
+    }
+    {
+        Run r;
+        r.server.reply = [flood](const QByteArray& c, int fd) {
+            if (!c.startsWith("ARTICLE")) return sendAll(fd, "500 what?\r\n");
+            QByteArray line = "M" + QByteArray(60, 'A') + "\r\n";
+            return sendAll(fd, "220 1 <a@b>\r\n\r\nbegin 644 a.bin\r\n") &&
+                   endless(fd, line.repeated(1 << 12), flood);
+        };
+        if (!r.start()) return 1;
+        cmdConnect(r.app, false);
+        const double mib = peakMib([&] {
+            qint64 number = 1;
+            r.app.HeaderField = QStringLiteral("Subject");
+            cmdDownloadMessage(r.app, number);
+        });
+        print("endless_article_peak", mib, "MiB");
+        std::fprintf(stderr, "endless article: %s\n", qPrintable(r.app.statbar[2]));
+    }
+    {
+        Run r;
+        r.server.reply = [lines](const QByteArray& c, int fd) {
+            if (c.startsWith("GROUP"))
+                return sendAll(fd, "211 " + QByteArray::number(lines) + " 1 " +
+                                       QByteArray::number(lines) + " alt.big\r\n");
+            if (!c.startsWith("XHDR")) return sendAll(fd, "500 what?\r\n");
+            if (!sendAll(fd, "221 Subject follows\r\n")) return false;
+            // Subjects of the usual length, about 60 characters.
+            QByteArray block;
+            for (qint64 n = 1; n <= lines; ++n) {
+                block += QByteArray::number(n) + " Holiday pictures from the coast - img" +
+                         QByteArray::number(n) + ".jpg (1/1)\r\n";
+                if (block.size() > (256 << 10) || n == lines) {
+                    if (!sendAll(fd, block)) return false;
+                    block.clear();
+                }
+            }
+            return sendAll(fd, ".\r\n");
+        };
+        if (!r.start()) return 1;
+        cmdConnect(r.app, false);
+        r.app.CurrentGroup = QStringLiteral("alt.big");
+        r.app.HeaderField = QStringLiteral("Subject");
+        // Busy, as in a sweep: the listing alone, without the list file
+        // written at its end, which is measured on its own below.
+        r.app.Busy = true;
+        qsizetype largestBlock = 0;
+        QObject::connect(r.app.NNTP.get(), &NntpControl::document,
+                         [&](int, const QByteArray& data) {
+                             largestBlock = std::max(largestBlock, data.size());
+                         });
+        const qint64 before = statusKb("VmRSS:");
+        const double mib = peakMib([&] { cmdGetMessageHeaders(r.app, false); });
+        const double rows = double(std::max(r.app.lstMessages.count(), 1));
+        const double held = double(statusKb("VmRSS:") - before) * 1024.0;
+        print("header_lines_rows", rows, "rows");
+        print("header_lines_peak", mib, "MiB");
+        print("header_lines_peak_per_row", mib * 1048576.0 / rows, "bytes");
+        print("header_lines_held_per_row", held / rows, "bytes");
+        print("header_lines_largest_block", double(largestBlock) / 1024.0, "KiB");
+        print("header_lines_line_buffer", double(r.app.LineBuffer.capacity()) / 1024.0, "KiB");
+        const double saveMib = peakMib([&] { r.app.lstMessages.save(messageListPath(r.app)); });
+        print("header_lines_save_peak", saveMib, "MiB");
+        print("header_lines_file", double(QFileInfo(messageListPath(r.app)).size()) / 1048576.0,
+              "MiB");
+    }
+    return 0;
+}
