@@ -148,8 +148,10 @@ struct StallProbe {
     void stop() { timer.stop(); }
 };
 
+// Large blocks come from mmap and are counted apart from the heap proper.
 size_t heapInUse() {
-    return mallinfo2().uordblks;
+    const struct mallinfo2 m = mallinfo2();
+    return m.uordblks + m.hblkhd;
 }
 
 void print(const char* name, double value, const char* unit) {
