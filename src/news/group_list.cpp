@@ -1,5 +1,7 @@
 #include "news/group_list.h"
 
+#include <charconv>
+
 #include "favorites/markers.h"
 #include "news/connection.h"
 #include "news/nntp_control.h"
@@ -23,11 +25,20 @@ qint64 leadingNumber(QByteArrayView text) {
     return n;
 }
 
-QString groupRow(const QString& name, qint64 last, qint64 first) {
+void appendGroupRow(QString& out, QStringView name, qint64 last, qint64 first) {
     const qint64 n = last - first;
-    if (n < 1) return name + QStringLiteral(" (0)");
-    return QChar(0xFF) + QStringLiteral("1") + name + QStringLiteral(" (") + QString::number(n) +
-           u')';
+    if (n < 1) {
+        out += name;
+        out += QLatin1StringView(" (0)");
+        return;
+    }
+    out += QChar(0xFF);
+    out += u'1';
+    out += name;
+    out += QLatin1StringView(" (");
+    char digits[20];
+    out += QLatin1StringView(digits, std::to_chars(digits, digits + sizeof digits, n).ptr);
+    out += u')';
 }
 
 QString cleanNewsGroup(QString& newsgroup) {

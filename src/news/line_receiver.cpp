@@ -11,6 +11,7 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <algorithm>
 
 namespace {
 
@@ -77,16 +78,29 @@ bool eachCompleteLine(App& app, Handle handle, Flush flush, bool stopOnRequest) 
     return stopped || app.LineBuffer.size() <= kMaxLineBytes;
 }
 
+// The text of received bytes in a reused string: ASCII straight, the rest
+// decoded as UTF-8.
+void setLineText(QString& out, QByteArrayView bytes) {
+    out.resize(0);
+    if (std::all_of(bytes.begin(), bytes.end(), [](char c) { return uchar(c) < 0x80; }))
+        out += QLatin1StringView(bytes.data(), bytes.size());
+    else
+        out += QString::fromUtf8(bytes);
+}
+
 void receiveGroupLines(App& app) {
-    QVector<ListRow> batch;
+    ListModel& list = app.lstGroups;
+    int staged = 0;
     qint64 last = 0, first = 0;
+    QString name, text;
     auto flush = [&] {
-        if (!batch.isEmpty()) app.lstGroups.appendRows(std::exchange(batch, {}));
+        list.commitRows();
+        staged = 0;
     };
     auto handle = [&](QByteArrayView line) {
         // name, last, first, flags; a short line keeps last and first of the line before.
         const qsizetype s1 = line.indexOf(' ');
-        const QByteArrayView name = s1 < 0 ? line : line.first(s1);
+        const QByteArrayView nameBytes = s1 < 0 ? line : line.first(s1);
         if (s1 >= 0) {
             const QByteArrayView rest = line.sliced(s1 + 1);
             const qsizetype s2 = rest.indexOf(' ');
@@ -94,12 +108,16 @@ void receiveGroupLines(App& app) {
             if (s2 >= 0) first = leadingNumber(rest.sliced(s2 + 1));
         }
         if (last - first >= 1 && !app.GroupSeen) {
-            app.GroupsBeforeLive = app.lstGroups.count() + static_cast<int>(batch.size());
+            app.GroupsBeforeLive = list.count() + staged;
             app.GroupSeen = true;
         }
         if (line.isEmpty() || line.startsWith('.')) return;
-        batch.append(ListRow{groupRow(lineText(name), last, first), QString(), 0, -1, false});
-        progressText(app, app.lstGroups.count() + static_cast<int>(batch.size()), " Groups So Far");
+        setLineText(name, nameBytes);
+        text.resize(0);
+        appendGroupRow(text, name, last, first);
+        list.stageRow(text, 0, {}, false);
+        ++staged;
+        progressText(app, list.count() + staged, " Groups So Far");
     };
     if (!eachCompleteLine(app, handle, flush, true)) failLongLine(app);
 }

@@ -350,6 +350,15 @@ void ListModel::stageRow(QByteArrayView utf8Text, qint64 number, QStringView tag
     staged_.append(s);
 }
 
+void ListModel::stageRow(QStringView text, qint64 number, QStringView tag, bool numberFirst) {
+    Slot s;
+    s.number = number;
+    putText(s, text);
+    s.tag = internTag(tag);
+    s.numberFirst = numberFirst;
+    staged_.append(s);
+}
+
 void ListModel::commitRows() {
     insertSlots(std::exchange(staged_, {}));
 }
@@ -523,15 +532,32 @@ void appendField(QByteArray& out, QStringView s) {
     out.resize(at + s.size());
     char* p = out.data() + at;
     const char16_t* u = s.utf16();
-    bool ascii = true, special = false;
+    bool ascii = true, latin1 = true, special = false;
     for (qsizetype i = 0; i < s.size(); ++i) {
         const char16_t c = u[i];
         ascii &= c < 0x80;
+        latin1 &= c < 0x100;
         special |= (c == u'\\') | (c == u'\t') | (c == u'\n') | (c == u'\r');
         p[i] = char(c);
     }
     if (ascii && !special) return;
     out.truncate(at);
+    if (latin1 && !special) {
+        // Group rows start with the mark, the character 255: two bytes.
+        out.resize(at + 2 * s.size());
+        char* q = out.data() + at;
+        for (qsizetype i = 0; i < s.size(); ++i) {
+            const char16_t c = u[i];
+            if (c < 0x80) {
+                *q++ = char(c);
+            } else {
+                *q++ = char(0xC0 | (c >> 6));
+                *q++ = char(0x80 | (c & 0x3F));
+            }
+        }
+        out.truncate(q - out.constData());
+        return;
+    }
     if (!special) {
         out += s.toUtf8();
         return;

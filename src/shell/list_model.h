@@ -51,6 +51,7 @@ public:
     // is UTF-8 (bad sequences become U+FFFD); the tag is tag, or the row's
     // number in decimal followed by tag when numberFirst.
     void stageRow(QByteArrayView utf8Text, qint64 number, QStringView tag, bool numberFirst);
+    void stageRow(QStringView text, qint64 number, QStringView tag, bool numberFirst);
     void commitRows();
     // Changes whenever a row is added, removed or gets another text; tags,
     // numbers, pictures and the selection leave it alone. Indexes over the
