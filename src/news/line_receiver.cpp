@@ -18,6 +18,7 @@ namespace {
 // How often a long block lets the interface breathe. Running the queue for
 // every one of a million lines would cost more than the lines themselves.
 constexpr qint64 kPassIntervalMs = 40;
+constexpr qsizetype kKeptBufferBytes = 1 << 20;
 
 QString lineText(QByteArrayView bytes) {
     return QString::fromUtf8(bytes);
@@ -71,6 +72,10 @@ bool eachCompleteLine(App& app, Handle handle, Flush flush, bool stopOnRequest) 
         }
     }
     app.LineBuffer.remove(0, from);
+    // A burst of blocks can grow the buffer to many megabytes; once it is
+    // used up, that room goes back rather than staying with a listed group.
+    if (app.LineBuffer.isEmpty() && app.LineBuffer.capacity() > kKeptBufferBytes)
+        app.LineBuffer = QByteArray();
     flush();
     // Lines left behind by a stop are searched again; otherwise only the last
     // byte may still start a CR LF.

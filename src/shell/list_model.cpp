@@ -386,6 +386,12 @@ QString ListModel::text(int index) const {
     return index >= 0 && index < count() ? view(rows_[index]).toString() : QString();
 }
 
+ListRow ListModel::row(int index) const {
+    if (index < 0 || index >= count()) return {};
+    const Slot& s = rows_[index];
+    return {view(s).toString(), tagOf(s), s.number, s.picture, bool(s.selected)};
+}
+
 QStringView ListModel::textView(int index) const {
     return index >= 0 && index < count() ? view(rows_[index]) : QStringView();
 }

@@ -66,6 +66,8 @@ public:
     void setNumber(int index, qint64 number);
     int picture(int index) const;
     void setPicture(int index, int picture);
+    // The whole row, as appendRows takes it.
+    ListRow row(int index) const;
     // The row's text without a copy; valid until the list next changes.
     QStringView textView(int index) const;
 
