@@ -104,7 +104,7 @@ void PartRowIndex::rebuild(const ListModel& list) {
     revision_ = list.textRevision();
     counters_.clear();
     for (int r = 0; r < list.count(); ++r) {
-        const QString& t = list.row(r).text;
+        const QStringView t = list.textView(r);
         for (qsizetype j = t.indexOf(u'/'); j >= 0; j = t.indexOf(u'/', j + 1)) {
             qsizetype k = j;
             while (k > 0 && isDigit(t[k - 1]))
@@ -115,7 +115,7 @@ void PartRowIndex::rebuild(const ListModel& list) {
     }
     auto keyOf = [this](qint32 i, bool head) {
         const Counter& c = counters_[i];
-        return Key{list_->row(c.row).text, c.bracket, head ? c.slash - c.bracket + 1 : 0};
+        return Key{list_->textView(c.row), c.bracket, head ? c.slash - c.bracket + 1 : 0};
     };
     auto sortBy = [this, &keyOf](std::vector<Entry>& order, bool head) {
         order.clear();
@@ -145,7 +145,7 @@ int PartRowIndex::find(const ListModel& list, const QString& text, qsizetype cou
 
     auto keyOf = [&](qint32 i, bool head) {
         const Counter& c = counters_[i];
-        return Key{list.row(c.row).text, c.bracket, head ? c.slash - c.bracket + 1 : 0};
+        return Key{list.textView(c.row), c.bracket, head ? c.slash - c.bracket + 1 : 0};
     };
     using It = std::vector<Entry>::const_iterator;
     auto range = [&](const std::vector<Entry>& order, bool head) {
@@ -181,7 +181,7 @@ int PartRowIndex::find(const ListModel& list, const QString& text, qsizetype cou
     for (It it = lo; it != hi; ++it) {
         const Counter& c = counters_[it->counter];
         if (best >= 0 && c.row >= best) continue;
-        const QString& row = list.row(c.row).text;
+        const QStringView row = list.textView(c.row);
         const qsizetype start = c.bracket - counterAt;
         if (start < 0 || start + text.size() > row.size()) continue;
         if (QStringView(row).sliced(start, text.size()).compare(text, Qt::CaseInsensitive) == 0)

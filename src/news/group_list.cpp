@@ -1,5 +1,7 @@
 #include "news/group_list.h"
 
+#include <charconv>
+
 #include "favorites/markers.h"
 #include "news/connection.h"
 #include "news/nntp_control.h"
@@ -23,13 +25,22 @@ qint64 leadingNumber(QByteArrayView text) {
     return n;
 }
 
-QString groupRow(const QString& name, qint64 last, qint64 first) {
+void appendGroupRow(QString& out, QStringView name, qint64 last, qint64 first) {
     // A first number past 2^63 (-1) counts nothing, and the difference of
     // any two others fits.
-    if (first < 0 || last <= first) return name + QStringLiteral(" (0)");
+    if (first < 0 || last <= first) {
+        out += name;
+        out += QLatin1StringView(" (0)");
+        return;
+    }
+    out += QChar(0xFF);
+    out += u'1';
+    out += name;
     const qint64 n = last - first;
-    return QChar(0xFF) + QStringLiteral("1") + name + QStringLiteral(" (") + QString::number(n) +
-           u')';
+    out += QLatin1StringView(" (");
+    char digits[20];
+    out += QLatin1StringView(digits, std::to_chars(digits, digits + sizeof digits, n).ptr);
+    out += u')';
 }
 
 QString cleanNewsGroup(QString& newsgroup) {

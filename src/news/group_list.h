@@ -19,7 +19,8 @@ QString GetServerName(const QString& temp);
 QString ServerCacheName(const App& app);
 QString groupCachePath(const App& app);
 
-// The row text of a group: with the mark and count when last - first >= 1.
-QString groupRow(const QString& name, qint64 last, qint64 first);
+// Appends the row text of a group to out: with the mark and count when
+// last - first >= 1. A reused out spares a string per group of a long list.
+void appendGroupRow(QString& out, QStringView name, qint64 last, qint64 first);
 // Leading decimal number of a text, 0 when it has no digit.
 qint64 leadingNumber(QByteArrayView text);

@@ -45,9 +45,9 @@ void SaveServerList(App& app) {
 int findServer(const App& app, const QString& serv) {
     const ListModel& list = app.txtNNTPServ;
     for (int i = 0; i < list.count(); ++i) {
-        const QString& t = list.row(i).text;
+        const QStringView t = list.textView(i);
         const qsizetype blank = t.lastIndexOf(u' ');
-        if (blank >= 0 && QStringView(t).mid(blank + 1) == serv) return i;
+        if (blank >= 0 && t.mid(blank + 1) == serv) return i;
     }
     return -1;
 }

@@ -1,14 +1,15 @@
 #include "shell/list_model.h"
 
 #include "shell/app.h"
-#include "support/atomic_file.h"
-
 #include <QColor>
 #include <QFile>
 #include <QFont>
 #include <QMimeData>
+#include <QSaveFile>
 #include <QStringDecoder>
 #include <algorithm>
+#include <charconv>
+#include <cstring>
 
 namespace {
 
@@ -72,7 +73,102 @@ QString unescape(QStringView s) {
 
 std::function<QVariant(int)> ListModel::pictureProvider;
 
-ListModel::ListModel(QObject* parent) : QAbstractListModel(parent) {}
+ListModel::ListModel(QObject* parent) : QAbstractListModel(parent) {
+    resetStore();
+}
+
+qsizetype ListModel::textSize(const Slot& s) const {
+    if (s.textLength != kLongText) return qsizetype(s.textLength);
+    qsizetype n = 0;
+    std::memcpy(&n, store_.constData() + s.textAt - 4, sizeof n);
+    return n;
+}
+
+QStringView ListModel::view(const Slot& s) const {
+    return QStringView(store_).sliced(qsizetype(s.textAt), textSize(s));
+}
+
+QString ListModel::tagOf(const Slot& s) const {
+    if (s.numberFirst) return QString::number(s.number) + tags_[s.tag];
+    return tags_[s.tag];
+}
+
+void ListModel::putText(Slot& s, QStringView text) {
+    if (quint64(text.size()) >= kLongText) {
+        // Four units in front of a text too long for the slot hold its length.
+        const qsizetype n = text.size();
+        char16_t units[4];
+        std::memcpy(units, &n, sizeof n);
+        store_.append(QStringView(units, 4));
+        s.textLength = kLongText;
+    } else {
+        s.textLength = quint64(text.size());
+    }
+    s.textAt = quint64(store_.size());
+    store_.append(text);
+}
+
+quint32 ListModel::internTag(QStringView tag) {
+    if (tag.isEmpty()) return 0;
+    // Rows that come together mostly share their tag.
+    if (tags_[lastTag_] == tag) return lastTag_;
+    const QString key = tag.toString();
+    auto it = tagIndex_.constFind(key);
+    if (it == tagIndex_.constEnd()) {
+        it = tagIndex_.insert(key, quint32(tags_.size()));
+        tags_.append(key);
+    }
+    lastTag_ = *it;
+    return lastTag_;
+}
+
+ListModel::Slot ListModel::makeSlot(QStringView text, QStringView tag, qint64 number) {
+    Slot s;
+    s.number = number;
+    putText(s, text);
+    // A tag that starts with the row's number keeps only what follows it.
+    if (number != 0 && !tag.isEmpty() && (tag[0].isDigit() || tag[0] == u'-')) {
+        const QString digits = QString::number(number);
+        if (tag.startsWith(digits)) {
+            s.numberFirst = 1;
+            tag = tag.sliced(digits.size());
+        }
+    }
+    s.tag = internTag(tag);
+    return s;
+}
+
+void ListModel::resetStore() {
+    store_.clear();
+    garbage_ = 0;
+    tags_ = {QString()};
+    tagIndex_.clear();
+    lastTag_ = 0;
+}
+
+// Rewritten and removed rows leave their old texts in the store; once those
+// are most of it, the store is rebuilt from the rows that are left.
+void ListModel::compactIfWasteful() {
+    if (garbage_ < 4096 || garbage_ < store_.size() / 2) return;
+    QString old = std::exchange(store_, QString());
+    store_.reserve(old.size() - garbage_);
+    auto move = [&](Slot& s) {
+        QStringView text(old);
+        if (s.textLength == kLongText) {
+            qsizetype n = 0;
+            std::memcpy(&n, old.constData() + s.textAt - 4, sizeof n);
+            text = text.sliced(qsizetype(s.textAt), n);
+        } else {
+            text = text.sliced(qsizetype(s.textAt), qsizetype(s.textLength));
+        }
+        putText(s, text);
+    };
+    for (Slot& s : rows_)
+        move(s);
+    for (Slot& s : staged_)
+        move(s);
+    garbage_ = 0;
+}
 
 int ListModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : count();
@@ -80,26 +176,26 @@ int ListModel::rowCount(const QModelIndex& parent) const {
 
 QVariant ListModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid() || index.row() < 0 || index.row() >= count()) return {};
-    const ListRow& r = rows_[index.row()];
+    const Slot& r = rows_[index.row()];
     switch (role) {
     case Qt::DisplayRole:
-        return displayText(r.text);
+        return displayText(view(r).toString());
     case Qt::EditRole:
-        return r.text;
+        return view(r).toString();
     case TagRole:
-        return r.tag;
+        return tagOf(r);
     case NumberRole:
         return r.number;
     case PictureRole:
         return r.picture;
     case MarkRole:
-        return markOf(r.text);
+        return markOf(view(r).toString());
     case Qt::DecorationRole:
         if (r.picture >= 0 && pictureProvider) return pictureProvider(r.picture);
         return {};
     case Qt::ForegroundRole:
         // "2": the last listing failed; "4": nothing in it.
-        switch (markOf(r.text)) {
+        switch (markOf(view(r).toString())) {
         case 2:
             return QColor(Qt::red);
         case 4:
@@ -108,7 +204,7 @@ QVariant ListModel::data(const QModelIndex& index, int role) const {
             return {};
         }
     case Qt::FontRole:
-        if (markOf(r.text) == 1) {
+        if (markOf(view(r).toString()) == 1) {
             QFont f;
             f.setBold(true);
             return f;
@@ -137,15 +233,21 @@ QMimeData* ListModel::mimeData(const QModelIndexList& indexes) const {
     if (row < 0 && !indexes.isEmpty()) row = indexes.first().row();
     if (row < 0 || row >= count()) return nullptr;
     auto* data = new QMimeData;
-    data->setData(QLatin1String(kRowMimeType), rows_[row].text.toUtf8());
-    data->setText(displayText(rows_[row].text));
+    const QString text = view(rows_[row]).toString();
+    data->setData(QLatin1String(kRowMimeType), text.toUtf8());
+    data->setText(displayText(text));
     return data;
 }
 
 void ListModel::clear() {
-    if (rows_.isEmpty() && current_ == -1) return;
+    staged_.clear();
+    if (rows_.isEmpty() && current_ == -1) {
+        resetStore();
+        return;
+    }
     beginResetModel();
     rows_.clear();
+    resetStore();
     ++textRevision_;
     endResetModel();
     if (current_ != -1) {
@@ -165,8 +267,9 @@ void ListModel::addItem(int position, const QString& text, const QString& tag, q
         at = sortedPosition(text);
     else if (at < 0 || at > count())
         at = count();
+    const Slot s = makeSlot(text, tag, number);
     beginInsertRows(QModelIndex(), at, at);
-    rows_.insert(at, ListRow{text, tag, number, -1, false});
+    rows_.insert(at, s);
     ++textRevision_;
     endInsertRows();
     if (current_ >= at) {
@@ -175,29 +278,100 @@ void ListModel::addItem(int position, const QString& text, const QString& tag, q
     }
 }
 
-void ListModel::appendRows(QVector<ListRow> rows) {
-    if (rows.isEmpty()) return;
+void ListModel::insertSlots(QVector<Slot> added) {
+    if (added.isEmpty()) return;
     if (sorted_) {
-        for (ListRow& r : rows)
-            addItem(-1, r.text, r.tag, r.number);
+        for (const Slot& s : added) {
+            const int at = sortedPosition(view(s));
+            beginInsertRows(QModelIndex(), at, at);
+            rows_.insert(at, s);
+            ++textRevision_;
+            endInsertRows();
+            if (current_ >= at) {
+                ++current_;
+                emit currentChanged(current_);
+            }
+        }
         return;
     }
-    beginInsertRows(QModelIndex(), count(), count() + static_cast<int>(rows.size()) - 1);
+    beginInsertRows(QModelIndex(), count(), count() + static_cast<int>(added.size()) - 1);
     if (rows_.isEmpty())
-        rows_ = std::move(rows);
+        rows_ = std::move(added);
     else
-        rows_.append(rows);
+        rows_.append(added);
     ++textRevision_;
     endInsertRows();
+}
+
+void ListModel::appendRows(QVector<ListRow> rows) {
+    QVector<Slot> added;
+    added.reserve(rows.size());
+    for (const ListRow& r : rows) {
+        Slot s = makeSlot(r.text, r.tag, r.number);
+        s.picture = r.picture;
+        s.selected = r.selected;
+        added.append(s);
+    }
+    insertSlots(std::move(added));
+}
+
+namespace {
+
+// Bytes below 0x80 only: such text goes into the store as Latin-1, which is
+// much cheaper than decoding UTF-8.
+bool isAscii(QByteArrayView bytes) {
+    const char* p = bytes.data();
+    qsizetype n = bytes.size();
+    for (; n >= 8; p += 8, n -= 8) {
+        quint64 word;
+        std::memcpy(&word, p, 8);
+        if (word & 0x8080808080808080ull) return false;
+    }
+    for (; n > 0; ++p, --n)
+        if (static_cast<unsigned char>(*p) >= 0x80) return false;
+    return true;
+}
+
+} // namespace
+
+void ListModel::stageRow(QByteArrayView utf8Text, qint64 number, QStringView tag,
+                         bool numberFirst) {
+    Slot s;
+    s.number = number;
+    if (utf8Text.size() < qsizetype(kLongText) && isAscii(utf8Text)) {
+        s.textAt = quint64(store_.size());
+        s.textLength = quint64(utf8Text.size());
+        store_.append(QLatin1StringView(utf8Text.data(), utf8Text.size()));
+    } else {
+        putText(s, QString::fromUtf8(utf8Text));
+    }
+    s.tag = internTag(tag);
+    s.numberFirst = numberFirst;
+    staged_.append(s);
+}
+
+void ListModel::stageRow(QStringView text, qint64 number, QStringView tag, bool numberFirst) {
+    Slot s;
+    s.number = number;
+    putText(s, text);
+    s.tag = internTag(tag);
+    s.numberFirst = numberFirst;
+    staged_.append(s);
+}
+
+void ListModel::commitRows() {
+    insertSlots(std::exchange(staged_, {}));
 }
 
 void ListModel::removeItem(int index) {
     if (index < 0 || index >= count()) return;
     const bool wasSelected = rows_[index].selected;
     beginRemoveRows(QModelIndex(), index, index);
+    garbage_ += textSize(rows_[index]);
     rows_.remove(index);
     ++textRevision_;
     endRemoveRows();
+    compactIfWasteful();
     if (current_ == index) {
         current_ = -1;
         emit currentChanged(-1);
@@ -209,23 +383,36 @@ void ListModel::removeItem(int index) {
 }
 
 QString ListModel::text(int index) const {
-    return index >= 0 && index < count() ? rows_[index].text : QString();
+    return index >= 0 && index < count() ? view(rows_[index]).toString() : QString();
+}
+
+ListRow ListModel::row(int index) const {
+    if (index < 0 || index >= count()) return {};
+    const Slot& s = rows_[index];
+    return {view(s).toString(), tagOf(s), s.number, s.picture, bool(s.selected)};
+}
+
+QStringView ListModel::textView(int index) const {
+    return index >= 0 && index < count() ? view(rows_[index]) : QStringView();
 }
 
 void ListModel::setText(int index, const QString& text) {
     if (index < 0 || index >= count()) return;
-    rows_[index].text = text;
+    garbage_ += textSize(rows_[index]);
+    putText(rows_[index], text);
+    compactIfWasteful();
     ++textRevision_;
     rowChanged(index);
 }
 
 QString ListModel::tag(int index) const {
-    return index >= 0 && index < count() ? rows_[index].tag : QString();
+    return index >= 0 && index < count() ? tagOf(rows_[index]) : QString();
 }
 
 void ListModel::setTag(int index, const QString& tag) {
     if (index < 0 || index >= count()) return;
-    rows_[index].tag = tag;
+    rows_[index].numberFirst = 0;
+    rows_[index].tag = internTag(tag);
     rowChanged(index);
 }
 
@@ -235,7 +422,13 @@ qint64 ListModel::number(int index) const {
 
 void ListModel::setNumber(int index, qint64 number) {
     if (index < 0 || index >= count()) return;
-    rows_[index].number = number;
+    Slot& s = rows_[index];
+    // The tag is kept as it reads, whatever the number becomes.
+    if (s.numberFirst) {
+        s.numberFirst = 0;
+        s.tag = internTag(tagOf(s));
+    }
+    s.number = number;
     rowChanged(index);
 }
 
@@ -254,21 +447,21 @@ bool ListModel::selected(int index) const {
 }
 
 void ListModel::setSelected(int index, bool on) {
-    if (index < 0 || index >= count() || rows_[index].selected == on) return;
+    if (index < 0 || index >= count() || bool(rows_[index].selected) == on) return;
     rows_[index].selected = on;
     emit selectionChanged();
 }
 
 int ListModel::selCount() const {
     return static_cast<int>(
-        std::count_if(rows_.begin(), rows_.end(), [](const ListRow& r) { return r.selected; }));
+        std::count_if(rows_.begin(), rows_.end(), [](const Slot& r) { return bool(r.selected); }));
 }
 
 void ListModel::clearSelection() {
     bool any = false;
-    for (ListRow& r : rows_) {
+    for (Slot& r : rows_) {
         any = any || r.selected;
-        r.selected = false;
+        r.selected = 0;
     }
     if (any) emit selectionChanged();
 }
@@ -280,8 +473,8 @@ void ListModel::selectOnly(int index) {
 }
 
 void ListModel::selectAll() {
-    for (ListRow& r : rows_)
-        r.selected = true;
+    for (Slot& r : rows_)
+        r.selected = 1;
     emit selectionChanged();
 }
 
@@ -296,7 +489,7 @@ int ListModel::find(const QString& what, FindMode mode, int start) const {
     const int n = count();
     if (n == 0) return -1;
     if (start < 0 || start >= n) start = 0;
-    auto matches = [&](const QString& t) {
+    auto matches = [&](QStringView t) {
         switch (mode) {
         case FindMode::Exact:
             return t.compare(what, Qt::CaseInsensitive) == 0;
@@ -308,9 +501,9 @@ int ListModel::find(const QString& what, FindMode mode, int start) const {
         return false;
     };
     for (int i = start; i < n; ++i)
-        if (matches(rows_[i].text)) return i;
+        if (matches(view(rows_[i]))) return i;
     for (int i = 0; i < start; ++i)
-        if (matches(rows_[i].text)) return i;
+        if (matches(view(rows_[i]))) return i;
     return -1;
 }
 
@@ -337,57 +530,92 @@ ListRow ListModel::decodeRow(QStringView line) {
 
 namespace {
 
-// The file form of one field straight into UTF-8, escaping as appendEscaped
-// does. Header lists run to a million rows, so ASCII takes a short path.
-void appendFieldUtf8(QByteArray& out, QStringView s) {
+// The file form of one field as UTF-8, escaping as appendEscaped does.
+// Header lists run to a million rows, so plain ASCII is narrowed in a loop
+// without branches the compiler can vectorize, and checked as it goes.
+void appendField(QByteArray& out, QStringView s) {
+    const qsizetype at = out.size();
+    out.resize(at + s.size());
+    char* p = out.data() + at;
+    const char16_t* u = s.utf16();
+    bool ascii = true, latin1 = true, special = false;
     for (qsizetype i = 0; i < s.size(); ++i) {
-        const char16_t u = s[i].unicode();
-        if (u >= 0x80) {
-            QString rest;
-            appendEscaped(rest, s.mid(i));
-            out += rest.toUtf8();
-            return;
-        }
-        switch (u) {
-        case '\\':
-            out += "\\\\";
-            break;
-        case '\t':
-            out += "\\t";
-            break;
-        case '\n':
-            out += "\\n";
-            break;
-        case '\r':
-            out += "\\r";
-            break;
-        default:
-            out += char(u);
-        }
+        const char16_t c = u[i];
+        ascii &= c < 0x80;
+        latin1 &= c < 0x100;
+        special |= (c == u'\\') | (c == u'\t') | (c == u'\n') | (c == u'\r');
+        p[i] = char(c);
     }
+    if (ascii && !special) return;
+    out.truncate(at);
+    if (latin1 && !special) {
+        // Group rows start with the mark, the character 255: two bytes.
+        out.resize(at + 2 * s.size());
+        char* q = out.data() + at;
+        for (qsizetype i = 0; i < s.size(); ++i) {
+            const char16_t c = u[i];
+            if (c < 0x80) {
+                *q++ = char(c);
+            } else {
+                *q++ = char(0xC0 | (c >> 6));
+                *q++ = char(0x80 | (c & 0x3F));
+            }
+        }
+        out.truncate(q - out.constData());
+        return;
+    }
+    if (!special) {
+        out += s.toUtf8();
+        return;
+    }
+    QString escaped;
+    appendEscaped(escaped, s);
+    out += escaped.toUtf8();
 }
+
+// An article number in decimal; digits must hold 20 characters.
+qsizetype formatNumber(char* digits, qint64 n) {
+    return std::to_chars(digits, digits + 20, n).ptr - digits;
+}
+
+// The list file is written in pieces of this size rather than built whole.
+constexpr qsizetype kWriteChunk = 1 << 20;
 
 } // namespace
 
 bool ListModel::save(const QString& path) const {
+    QSaveFile f(path);
+    if (!f.open(QIODevice::WriteOnly)) return false;
     QByteArray out;
-    qsizetype estimate = 0;
-    for (const ListRow& r : rows_)
-        estimate += r.text.size() + r.tag.size() + 16;
-    out.reserve(estimate);
-    for (const ListRow& r : rows_) {
-        appendFieldUtf8(out, r.text);
-        if (!r.tag.isEmpty() || r.number != 0) {
+    out.reserve(kWriteChunk + 4096);
+    for (const Slot& r : rows_) {
+        appendField(out, view(r));
+        char digits[20];
+        const qsizetype length =
+            r.number != 0 || r.numberFirst ? formatNumber(digits, r.number) : 0;
+        if (r.tag != 0 || r.numberFirst || r.number != 0) {
             out += '\t';
-            appendFieldUtf8(out, r.tag);
+            if (r.numberFirst) out.append(digits, length);
+            appendField(out, tags_[r.tag]);
         }
         if (r.number != 0) {
             out += '\t';
-            out += QByteArray::number(r.number);
+            out.append(digits, length);
         }
         out += '\n';
+        if (out.size() >= kWriteChunk) {
+            if (f.write(out) != out.size()) {
+                f.cancelWriting();
+                return false;
+            }
+            out.resize(0);
+        }
     }
-    return writeFileAtomically(path, out);
+    if (f.write(out) != out.size()) {
+        f.cancelWriting();
+        return false;
+    }
+    return f.commit();
 }
 
 bool ListModel::load(const QString& path) {
@@ -397,20 +625,22 @@ bool ListModel::load(const QString& path) {
     if (f.error() != QFileDevice::NoError) return false;
     QStringDecoder utf8(QStringDecoder::Utf8);
     const QString all = utf8(bytes);
-    QVector<ListRow> rows;
-    QStringView view(all);
+    beginResetModel();
+    staged_.clear();
+    rows_.clear();
+    resetStore();
+    QStringView text(all);
     qsizetype from = 0;
-    while (from < view.size()) {
-        qsizetype nl = view.indexOf(u'\n', from);
-        if (nl < 0) nl = view.size();
-        QStringView line = view.mid(from, nl - from);
+    while (from < text.size()) {
+        qsizetype nl = text.indexOf(u'\n', from);
+        if (nl < 0) nl = text.size();
+        QStringView line = text.mid(from, nl - from);
         // A person editing the file may have saved it with CR LF.
         if (line.endsWith(u'\r')) line.chop(1);
-        rows.append(decodeRow(line));
+        const ListRow r = decodeRow(line);
+        rows_.append(makeSlot(r.text, r.tag, r.number));
         from = nl + 1;
     }
-    beginResetModel();
-    rows_ = std::move(rows);
     ++textRevision_;
     endResetModel();
     if (current_ != -1) {
@@ -424,6 +654,12 @@ bool ListModel::load(const QString& path) {
 void ListModel::setRedraw(bool on) {
     if (redraw_ == on) return;
     redraw_ = on;
+    // Redraw comes back on when a bulk of rows is in: give back what the
+    // store and the rows grew ahead of need.
+    if (on) {
+        store_.squeeze();
+        rows_.squeeze();
+    }
     emit flagsChanged();
 }
 
@@ -432,8 +668,8 @@ void ListModel::setSorted(bool on) {
     sorted_ = on;
     if (on && count() > 1) {
         beginResetModel();
-        std::stable_sort(rows_.begin(), rows_.end(), [](const ListRow& a, const ListRow& b) {
-            return a.text.compare(b.text, Qt::CaseInsensitive) < 0;
+        std::stable_sort(rows_.begin(), rows_.end(), [this](const Slot& a, const Slot& b) {
+            return view(a).compare(view(b), Qt::CaseInsensitive) < 0;
         });
         ++textRevision_;
         endResetModel();
@@ -461,10 +697,10 @@ QString ListModel::displayText(const QString& text) {
     return markOf(text) >= 0 ? text.mid(2) : text;
 }
 
-int ListModel::sortedPosition(const QString& text) const {
+int ListModel::sortedPosition(QStringView text) const {
     auto it =
-        std::upper_bound(rows_.begin(), rows_.end(), text, [](const QString& t, const ListRow& r) {
-            return t.compare(r.text, Qt::CaseInsensitive) < 0;
+        std::upper_bound(rows_.begin(), rows_.end(), text, [this](QStringView t, const Slot& r) {
+            return t.compare(view(r), Qt::CaseInsensitive) < 0;
         });
     return static_cast<int>(it - rows_.begin());
 }

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <QAbstractListModel>
+#include <QHash>
 #include <QString>
 #include <QVector>
 #include <functional>
 
-// One row of any list of the program: the rows live here and nowhere else.
+// One row of any list of the program, as it goes in and comes out; the list
+// keeps its rows in a more compact form of its own.
 struct ListRow {
     QString text;
     QString tag;
@@ -44,6 +46,13 @@ public:
     void removeItem(int index);
     // Bulk append without a signal per row; used by loaders and receivers.
     void appendRows(QVector<ListRow> rows);
+    // Bulk append straight from received bytes, without a string per row:
+    // staged rows join the list, in one insertion, at commitRows(). The text
+    // is UTF-8 (bad sequences become U+FFFD); the tag is tag, or the row's
+    // number in decimal followed by tag when numberFirst.
+    void stageRow(QByteArrayView utf8Text, qint64 number, QStringView tag, bool numberFirst);
+    void stageRow(QStringView text, qint64 number, QStringView tag, bool numberFirst);
+    void commitRows();
     // Changes whenever a row is added, removed or gets another text; tags,
     // numbers, pictures and the selection leave it alone. Indexes over the
     // texts compare it to know when they are stale.
@@ -57,7 +66,10 @@ public:
     void setNumber(int index, qint64 number);
     int picture(int index) const;
     void setPicture(int index, int picture);
-    const ListRow& row(int index) const { return rows_[index]; }
+    // The whole row, as appendRows takes it.
+    ListRow row(int index) const;
+    // The row's text without a copy; valid until the list next changes.
+    QStringView textView(int index) const;
 
     bool selected(int index) const;
     void setSelected(int index, bool on);
@@ -106,10 +118,40 @@ signals:
     void flagsChanged();
 
 private:
-    int sortedPosition(const QString& text) const;
+    // A row as kept: its text lives in store_, its tag in tags_. A header
+    // list runs to millions of rows, and a string or two per row would cost
+    // more than the text itself.
+    struct Slot {
+        qint64 number = 0;
+        quint64 textAt : 40 = 0;     // offset of the text in store_
+        quint64 textLength : 24 = 0; // kLongText: the length stands in store_ before the text
+        qint32 picture = -1;
+        quint32 tag : 30 = 0; // index into tags_; 0 is the empty tag
+        quint32 selected : 1 = 0;
+        quint32 numberFirst : 1 = 0; // the tag is the number in decimal, then tags_[tag]
+    };
+    static constexpr quint64 kLongText = (1 << 24) - 1;
+    static_assert(sizeof(Slot) == 24, "a row costs 24 bytes besides its text");
+
+    qsizetype textSize(const Slot& s) const;
+    QStringView view(const Slot& s) const;
+    QString tagOf(const Slot& s) const;
+    Slot makeSlot(QStringView text, QStringView tag, qint64 number);
+    void putText(Slot& s, QStringView text);
+    quint32 internTag(QStringView tag);
+    void insertSlots(QVector<Slot> added);
+    void resetStore();
+    void compactIfWasteful();
+    int sortedPosition(QStringView text) const;
     void rowChanged(int index);
 
-    QVector<ListRow> rows_;
+    QVector<Slot> rows_;
+    QVector<Slot> staged_;
+    QString store_;         // every row's text, one after the other
+    qsizetype garbage_ = 0; // units of store_ no row points to
+    QVector<QString> tags_; // distinct tags; [0] is empty
+    QHash<QString, quint32> tagIndex_;
+    quint32 lastTag_ = 0;
     quint64 textRevision_ = 0;
     int current_ = -1;
     bool redraw_ = true;

@@ -88,6 +88,18 @@ TEST(Receiver, GroupLinesWholeOnlyWithProgressEveryHundredRows) {
     EXPECT_EQ(app.lstGroups.text(249), mark(1) + "g249 (1)");
     EXPECT_EQ(progress, (QStringList{"~100 Groups So Far", "~200 Groups So Far"}));
 
+    // Megabytes in one block, as a loaded machine reads them: every row, and
+    // no buffer of that size kept once the lines are used up.
+    app.lstGroups.clear();
+    NNTP_Document(app, 1, {});
+    QByteArray burst;
+    for (int i = 0; i < 100000; ++i)
+        burst += "alt.burst." + QByteArray::number(i) + " 5 1 y\r\n";
+    NNTP_Document(app, 3, burst);
+    ASSERT_EQ(app.lstGroups.count(), 100000);
+    EXPECT_EQ(app.lstGroups.text(99999), mark(1) + "alt.burst.99999 (4)");
+    EXPECT_LE(app.LineBuffer.capacity(), 1 << 20);
+
     // A begin throws away the rest of an aborted transfer.
     app.LineBuffer = "half a li";
     NNTP_Document(app, 1, {});
