@@ -5,6 +5,7 @@
 #include "shell/app.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace {
 
@@ -59,6 +60,8 @@ Outcome requestChunk(App& app, qint64 from, qint64 to) {
     app.TickCount = 0;
     // The end of each chunk lets the list draw; the rows of the next come faster unseen.
     app.lstMessages.setRedraw(false);
+    app.headerRangeFirst = from;
+    app.headerRangeLast = to;
     app.NNTP->getHeaders(app.HeaderField, QString::number(from), QString::number(to));
     return await(app, [&] { return app.HeadersDone; });
 }
@@ -136,6 +139,8 @@ bool listGroupHeaders(App& app, const QString& group) {
         from = to + 1;
     }
     app.listingInChunks = false;
+    app.headerRangeFirst = 1;
+    app.headerRangeLast = std::numeric_limits<qint64>::max();
     app.lstMessages.setRedraw(redraw);
     // Given up or stopped inside a chunk: the request goes with its connection.
     if (app.NNTP->busy()) app.NNTP->cancel();

@@ -139,6 +139,7 @@ void receiveHeaderLines(App& app) {
         const qsizetype blank = line.indexOf(' ');
         if (blank < 0) return;
         const qint64 number = leadingNumber(line);
+        if (number < app.headerRangeFirst || number > app.headerRangeLast) return;
         if (number < 1 || line.startsWith('.')) return;
         if (!(app.RemoveSpam && IsJunkSubject(lineText(line)))) {
             if (app.ShowMNumbers)

@@ -14,6 +14,7 @@
 #include <QVector>
 #include <array>
 #include <functional>
+#include <limits>
 #include <memory>
 
 class QSettings;
@@ -251,6 +252,10 @@ public:
     // A header chunk is in work: its errors are the listing's to retry and
     // report, not a server error that disconnects and empties the lists.
     bool listingInChunks = false;
+    // The article numbers the header request in work asked for: a line
+    // outside them is not listed, so a server that answers every chunk with
+    // its whole group cannot multiply the rows.
+    qint64 headerRangeFirst = 1, headerRangeLast = std::numeric_limits<qint64>::max();
     // Set by cmdExit for good: every wait gives up at once, cancelling what it
     // waited for, and nothing more is written.
     bool ending = false;
