@@ -234,6 +234,10 @@ int main(int argc, char** argv) {
         cmdConnect(r.app, false);
         r.app.CurrentGroup = QStringLiteral("alt.big");
         r.app.HeaderField = QStringLiteral("Subject");
+        // One request for the whole range: this server sends every line for
+        // any range, and chunks would only repeat it (their rows outside the
+        // range are dropped).
+        r.app.HeaderChunk = qint32(std::min<qint64>(lines, std::numeric_limits<qint32>::max()));
         // Busy, as in a sweep: the listing alone, without the list file
         // written at its end, which is measured on its own below.
         r.app.Busy = true;
