@@ -37,14 +37,16 @@ protected:
         ASSERT_TRUE(inn.newGroup(group));
     }
     // Posts the bodies as parts 1..n of subject (%1 the counter) with
-    // Message-IDs <stem.N...>, leaving out the parts in `unposted`.
+    // Message-IDs <stem.N...>, leaving out the parts in `unposted`; the
+    // first part gets firstHeaders too.
     void postParts(const QString& subject, const QByteArray& stem, const QList<QByteArray>& bodies,
-                   const QList<int>& unposted = {}) {
+                   const QList<int>& unposted = {}, const HeaderList& firstHeaders = {}) {
         for (int p = bodies.size(); p >= 1; --p) { // last part first: order is the NZB's job
             if (unposted.contains(p)) continue;
-            const HeaderList id = {
+            HeaderList headers = {
                 {"Message-ID", '<' + idOf(group, stem + '.' + QByteArray::number(p)) + '>'}};
-            ASSERT_TRUE(inn.post(group, subject.arg(p).arg(bodies.size()), bodies[p - 1], id))
+            if (p == 1) headers += firstHeaders;
+            ASSERT_TRUE(inn.post(group, subject.arg(p).arg(bodies.size()), bodies[p - 1], headers))
                 << inn.lastError().toStdString();
         }
     }
@@ -82,6 +84,12 @@ TEST_F(Nzb, IndexerNzbDownloadsEveryFileAndReportsAMissingSegment) {
     // A separator in the name stays in it, as in any download.
     const QByteArray d = randomBytes(3000, 24);
     postParts("\"dir/d.bin\" yEnc (%1/%2)", "d", {yencEncodeSingle(d, "dir/d.bin")});
+    // A MIME post in two parts: the name and the boundary that ends the data
+    // are in the first part's body, behind a text part.
+    const QByteArray e = randomBytes(12000, 25);
+    postParts(
+        "e.bin (%1/%2)", "e", splitLines(mimeBase64Body(e, "e.bin"), 2), {},
+        {{"MIME-Version", "1.0"}, {"Content-Type", "multipart/mixed; boundary=\"zf-boundary\""}});
     // The message list of a group is open and stays as it is.
     cmdConnect(app, false);
     app.lstMessages.addItem(-1, "a row of the group", "", 7);
@@ -89,23 +97,25 @@ TEST_F(Nzb, IndexerNzbDownloadsEveryFileAndReportsAMissingSegment) {
     const QByteArray nzb = kHead + fileElement("\"a.bin\" yEnc (1/3)", "a", 3) +
                            fileElement("b.bin (1/2)", "b", 2) +
                            fileElement("\"c.bin\" yEnc (1/3)", "c", 3) +
-                           fileElement("\"dir/d.bin\" yEnc (1/1)", "d", 1) + "</nzb>\n";
+                           fileElement("\"dir/d.bin\" yEnc (1/1)", "d", 1) +
+                           fileElement("e.bin (1/2)", "e", 2) + "</nzb>\n";
     ASSERT_TRUE(t.writeFile("set.nzb", nzb));
     // The progress bar runs over the segments of the whole NZB.
     int progressEnd = 0;
     QObject::connect(&app, &App::progressChanged, [&] {
-        if (app.progMax == 9) progressEnd = std::max(progressEnd, app.progValue);
+        if (app.progMax == 11) progressEnd = std::max(progressEnd, app.progValue);
     });
     OpenNzbFile(app, t.path("set.nzb"));
-    EXPECT_EQ(progressEnd, 9);
+    EXPECT_EQ(progressEnd, 11);
 
     EXPECT_EQ(t.prompter.messages(), QStringList());
     EXPECT_EQ(file("a.bin"), a);
     EXPECT_EQ(file("b.bin"), b);
     EXPECT_EQ(file("dir_d.bin"), d);
-    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin", "dir_d.bin"}));
+    EXPECT_EQ(file("e.bin"), e);
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin", "dir_d.bin", "e.bin"}));
     // Without PAR2 files in the set, a damaged file is neither kept nor listed.
-    EXPECT_EQ(inDestDir(), QStringList({"a.bin", "b.bin", "dir_d.bin"}))
+    EXPECT_EQ(inDestDir(), QStringList({"a.bin", "b.bin", "dir_d.bin", "e.bin"}))
         << "no temporary file is left";
     EXPECT_EQ(app.statbar[2], "c.bin: 1 of 3 segments missing");
     EXPECT_EQ(app.statbar[1], "Finished Downloading");
@@ -120,7 +130,7 @@ TEST_F(Nzb, IndexerNzbDownloadsEveryFileAndReportsAMissingSegment) {
     for (const auto& args : documents)
         begun += args.at(0).toInt() == NntpControl::DocumentBegin;
     EXPECT_EQ(begun, 2) << "the two segments of c.bin the server has";
-    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin", "dir_d.bin"}));
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin", "dir_d.bin", "e.bin"}));
     EXPECT_EQ(app.statbar[2], "c.bin: 1 of 3 segments missing");
 
     // Stop once the first file is in: it stays, nothing half-fetched is left.
@@ -128,7 +138,7 @@ TEST_F(Nzb, IndexerNzbDownloadsEveryFileAndReportsAMissingSegment) {
     QDir().mkpath(app.DestDir);
     app.lstFiles.clear();
     QObject::connect(&app, &App::progressChanged, [&] {
-        if (app.progMax == 9 && app.progValue == 4 && !app.StopRequested) cmdStop(app);
+        if (app.progMax == 11 && app.progValue == 4 && !app.StopRequested) cmdStop(app);
     });
     OpenNzbFile(app, t.path("set.nzb"));
     EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin"}));
