@@ -333,11 +333,7 @@ private:
             }
             damaged_.clear();
         }
-        const QString text =
-            QStringLiteral("PAR2 ") + index + QStringLiteral(": ") + par2VerdictText(verdict);
-        app_.lstFiles.addItem(-1, text, QLatin1String(kReportRowTag), 0);
-        app_.setStatus(1, QStringLiteral("Finished Downloading"));
-        app_.setStatus(2, text);
+        reportPar2(app_, index, verdict);
         par2Said_ = true;
     }
 

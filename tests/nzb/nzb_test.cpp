@@ -1,6 +1,7 @@
 // NZB files read, downloaded and written against a real INN, and hostile
 // NZB files refused with their message.
 #include "attachments/decoded_files.h"
+#include "attachments/download_drivers.h"
 #include "fixtures/encoders.h"
 #include "fixtures/inn_app_test.h"
 #include "fixtures/scripted_server.h"
@@ -270,6 +271,45 @@ TEST_F(Nzb, ASegmentLeftUnpostedIsRepairedFromThePar2FilesWhenTheyHoldEnoughBloc
         }
         EXPECT_EQ(app.statbar[2], c.verdict.isEmpty() ? name + ": 1 of 4 segments missing" : row);
     }
+}
+
+// A download of selected rows that brings ".par2" files checks the set: a
+// post whose part came out damaged (CRC mismatch, so no file) is rebuilt.
+TEST_F(Nzb, ASelectionWithPar2FilesRepairsThePostThatCameOutDamaged) {
+    const QByteArray data = randomBytes(40000, 61);
+    const QString work = t.path("par2-sel");
+    QDir().mkpath(work);
+    ASSERT_TRUE(t.writeFile("par2-sel/sel.bin", data));
+    QProcess par2;
+    par2.setWorkingDirectory(work);
+    par2.start("par2", {"create", "-q", "-s5000", "-c10", "-n1", "sel.par2", "sel.bin"});
+    ASSERT_TRUE(par2.waitForFinished(60000) && par2.exitCode() == 0)
+        << par2.readAllStandardError().toStdString();
+    const QStringList par2Files = QDir(work).entryList({"*.par2"}, QDir::Files);
+    ASSERT_EQ(par2Files.size(), 2);
+
+    QList<QByteArray> parts = yencEncodeParts(data, {10000, 10000, 10000, 10000}, "sel.bin");
+    // A data byte of part 3 changed in transit.
+    const qsizetype at = parts[2].indexOf("\r\n", parts[2].indexOf("=ypart")) + 12;
+    parts[2][at] = parts[2][at] == 'a' ? 'b' : 'a';
+    postParts("\"sel.bin\" yEnc (%1/%2)", "sel", parts);
+    for (int i = 0; i < par2Files.size(); ++i)
+        postParts(
+            "\"" + par2Files[i] + "\" yEnc (%1/%2)", "sel.p" + QByteArray::number(i),
+            {yencEncodeSingle(t.readFile("par2-sel/" + par2Files[i]), par2Files[i].toLatin1())});
+    cmdConnect(app, false);
+    app.CurrentGroup = group;
+    app.HeaderField = "Subject";
+    ASSERT_EQ(cmdGetMessageHeaders(app, false), 0);
+    for (int r = 0; r < app.lstMessages.count(); ++r)
+        app.lstMessages.setSelected(r, true);
+
+    lstMessages_DblClick(app);
+    const QString row = "PAR2 sel.par2: repaired";
+    EXPECT_EQ(file("sel.bin"), data);
+    EXPECT_EQ(texts(app.lstFiles), par2Files + QStringList({"sel.bin", row}));
+    EXPECT_EQ(app.statbar[2], row);
+    EXPECT_FALSE(app.BatchRun);
 }
 
 // A connection dropped inside a segment: the segment is fetched again on a
