@@ -5,6 +5,7 @@
 #include "attachments/decode_step.h"
 #include "attachments/decoded_files.h"
 #include "attachments/decoder.h"
+#include "attachments/mime_part.h"
 #include "news/connection.h"
 #include "news/headers.h"
 #include "news/nntp_control.h"
@@ -15,7 +16,6 @@
 #include "support/atomic_file.h"
 
 #include <QFile>
-#include <QRegularExpression>
 
 namespace {
 
@@ -32,59 +32,14 @@ void clearArticle(App& app) {
     app.MessageDone = false;
 }
 
-// What the headers of a base64 part tell the decoder, which sees only what
-// follows them: the boundary that closes the part, from the delimiter line
-// just above its headers, and the size a "size=" parameter announces.
-void tellDecoderOfMimePart(App& app, QStringView text, qsizetype filename) {
-    static const QRegularExpression sizeParameter(
-        QStringLiteral("(?:^|[;\\s])size\\s*=\\s*\"?(\\d{1,18})\"?(?:[;\\s]|$)"),
-        QRegularExpression::CaseInsensitiveOption);
-    QByteArray boundary;
-    qint64 size = -1;
-    if (filename >= 0) {
-        qsizetype headersEnd = text.indexOf(u"\r\n\r\n", filename);
-        if (headersEnd < 0) headersEnd = text.size();
-        qsizetype partStart = 0;
-        const qsizetype delimiter = text.lastIndexOf(u"\n--", filename);
-        // The delimiter opens this part only when no blank line ends a
-        // header block between it and the name.
-        if (delimiter >= 0 && text.indexOf(u"\r\n\r\n", delimiter) == headersEnd) {
-            qsizetype lineEnd = delimiter + 3;
-            while (lineEnd < text.size() && text[lineEnd] != u'\r' && text[lineEnd] != u'\n')
-                ++lineEnd;
-            boundary = text.sliced(delimiter + 3, lineEnd - delimiter - 3).trimmed().toLatin1();
-            partStart = lineEnd;
-        }
-        const QRegularExpressionMatch m =
-            sizeParameter.match(text.sliced(partStart, headersEnd - partStart).toString());
-        if (m.hasMatch()) size = m.captured(1).toLongLong();
-    }
-    app.MDEC->setMimePart(boundary, size);
-}
-
-// A MIME base64 attachment, seen in the first part: its name from
-// "filename=", its data from the first line behind the blank line.
+// A MIME base64 attachment, seen in the first part: the decoder learns how
+// the part ends, the text keeps only its data.
 void takeBase64Body(App& app) {
-    QString& text = app.MessageText;
-    const qsizetype at = text.indexOf(QLatin1String("filename="));
-    tellDecoderOfMimePart(app, text, at);
-    if (at >= 0) {
-        text.remove(0, at + 9);
-        app.AttachName = text;
-    }
-    QString& name = app.AttachName;
-    qsizetype quote = name.indexOf(u'"');
-    if (quote >= 0) {
-        name.remove(0, quote + 1);
-        quote = name.indexOf(u'"');
-        if (quote >= 0) name.truncate(quote);
-    }
-    const qsizetype cr = name.indexOf(u'\r');
-    if (cr >= 0) name.truncate(cr);
-    if (at >= 0) name = nameFromArticle(name);
-    if (app.SweepScope == -1) app.setStatus(2, name);
-    const qsizetype blank = text.indexOf(QLatin1String("\r\n\r\n"));
-    text.remove(0, blank >= 0 ? blank + 4 : 3);
+    const Base64Part part = findBase64Part(app.MessageText);
+    app.MDEC->setMimePart(part.boundary, part.size);
+    if (part.named) app.AttachName = part.name;
+    if (app.SweepScope == -1) app.setStatus(2, app.AttachName);
+    app.MessageText.remove(0, part.dataStart);
     app.IsBase64 = true;
 }
 
@@ -138,9 +93,7 @@ RowEnd fetchRow(App& app, qint32& row, qint32 last) {
         cmdDownloadMessage(app, app.PartNumbers[part]);
         if (app.HeaderField == kSubjectDL || app.SkipArticle) return RowEnd::Tidy;
 
-        if (part == 1 &&
-            app.MessageText.contains(QLatin1String("CONTENT-TRANSFER-ENCODING: BASE64"),
-                                     Qt::CaseInsensitive)) {
+        if (part == 1 && isBase64Article(app.MessageText)) {
             takeBase64Body(app);
         } else if (part != 1 && part == app.PartIndex && !app.IsBase64 &&
                    !app.MessageText.contains(QLatin1String("\n=ybegin "))) {

@@ -49,12 +49,16 @@ void lstMessages_DblClick(App& app) {
         if (app.lstMessages.selected(i) && rows.size() < kMaxSelectedRows) rows.append(i);
         LetEventsRun(app);
     }
+    // The files of the run, for the PAR2 step over them.
+    QStringList written;
+    const QMetaObject::Connection added = QObject::connect(
+        &app, &App::fileAdded, &app, [&written](const QString& name) { written << name; });
     for (qint32 row : rows) {
         if (app.StopRequested) break;
         cmdDownload(app, row);
     }
+    QObject::disconnect(added);
 
-    HourGlass(app, false);
     if (app.LastError == 0) {
         app.setStatus(1, QStringLiteral("Finished Downloading"));
         // The last refusal stays readable after the run.
@@ -62,6 +66,8 @@ void lstMessages_DblClick(App& app) {
             app.statbar[2] != QLatin1String("Duplicate File"))
             app.setStatus(2, QString());
     }
+    if (app.checkPar2Set) app.checkPar2Set(written);
+    HourGlass(app, false);
     app.setStatus(3, QStringLiteral("Connected"));
     menusForDownload(app, true);
 }

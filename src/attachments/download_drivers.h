@@ -3,7 +3,9 @@
 class App;
 
 // Double click (or Enter) on lstMessages, and the Download button: fetches
-// the attachments of the selected rows, at most 200 of them, in row order.
+// the attachments of the selected rows, at most 200 of them, in row order,
+// then hands the files written to checkPar2Set (a PAR2 set among them is
+// verified and repaired).
 void lstMessages_DblClick(App& app);
 // F2 on lstMessages: fetches every post of the list, from row 0 on.
 void lstMessages_DownloadAll(App& app);

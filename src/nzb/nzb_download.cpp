@@ -3,6 +3,7 @@
 #include "attachments/article_receiver.h"
 #include "attachments/decoded_files.h"
 #include "attachments/decoder.h"
+#include "attachments/mime_part.h"
 #include "news/connection.h"
 #include "news/nntp_control.h"
 #include "news/nntp_errors.h"
@@ -17,6 +18,7 @@
 #include <QMetaObject>
 #include <QTimer>
 #include <atomic>
+#include <optional>
 #include <thread>
 
 namespace {
@@ -28,7 +30,9 @@ enum class Fetch { Ok, Missing, Failed, Stopped };
 
 // Takes the news control's events while an NZB is fetched: the body of
 // each article goes straight into the temporary file, its header block is
-// dropped. The line receiver sees the same events and leaves them alone,
+// dropped. The first article of a file is held until it is whole (or large)
+// to see whether it is a base64 MIME post, whose part headers the decoder
+// must not see. The line receiver sees the same events and leaves them alone,
 // since TransferMode is 0.
 class SegmentSink {
 public:
@@ -48,10 +52,15 @@ public:
             QObject::disconnect(c);
     }
 
-    Fetch fetch(const QByteArray& messageId) {
+    // first: the file's first segment, which may be a MIME post's start.
+    Fetch fetch(const QByteArray& messageId, bool first) {
         done_ = failed_ = inBody_ = false;
         errorCode_ = 0;
         head_.clear();
+        probe_.clear();
+        probeBody_ = 0;
+        probing_ = first;
+        if (first) base64_.reset();
         app_.LastError = 0;
         app_.NNTP->getArticleById(messageId);
         app_.TickCount = 0;
@@ -69,30 +78,55 @@ public:
         return app_.StopRequested || app_.ending ? Fetch::Stopped : Fetch::Failed;
     }
     bool writeFailed() const { return writeFailed_; }
+    // The base64 attachment the file's first segment announced.
+    const std::optional<Base64Part>& base64() const { return base64_; }
 
 private:
     void document(int state, const QByteArray& data) {
         app_.TickCount = 0;
         if (state == NntpControl::DocumentData) {
             if (inBody_) {
-                write(data);
+                probing_ ? probe(data) : write(data);
                 return;
             }
             head_ += data;
             const qsizetype blank = head_.indexOf("\r\n\r\n");
             if (blank >= 0) {
                 inBody_ = true;
-                write(QByteArrayView(head_).sliced(blank + 4));
+                if (probing_) {
+                    probeBody_ = blank + 4;
+                    probe(head_);
+                } else {
+                    write(QByteArrayView(head_).sliced(blank + 4));
+                }
                 head_.clear();
             } else if (head_.size() > kMaxHeaderBytes) {
                 app_.NNTP->cancel();
                 failed_ = true;
             }
         } else if (state == NntpControl::DocumentEnd) {
+            if (probing_) settle();
             done_ = true;
         } else if (state == NntpControl::DocumentError) {
             failed_ = true;
         }
+    }
+    void probe(const QByteArray& data) {
+        probe_ += data;
+        if (probe_.size() > kMaxHeaderBytes) settle();
+    }
+    // The whole article so far, headers included, as the message list's
+    // download sees it: a base64 post's data starts behind its part headers.
+    void settle() {
+        probing_ = false;
+        qsizetype from = probeBody_;
+        const QString text = QString::fromLatin1(probe_);
+        if (isBase64Article(text)) {
+            base64_ = findBase64Part(text);
+            from = base64_->dataStart;
+        }
+        write(QByteArrayView(probe_).sliced(std::min(from, probe_.size())));
+        probe_.clear();
     }
     void write(QByteArrayView bytes) {
         if (bytes.isEmpty()) return;
@@ -104,16 +138,26 @@ private:
     QFile& out_;
     QMetaObject::Connection connections_[2];
     QByteArray head_;
+    QByteArray probe_;        // the first article, held until settle()
+    qsizetype probeBody_ = 0; // where its body starts in probe_
+    bool probing_ = false;
+    std::optional<Base64Part> base64_;
     bool inBody_ = false, done_ = false, failed_ = false, writeFailed_ = false;
     int errorCode_ = 0;
     char lastByte_ = '\n';
 };
 
 // The decoder runs on a thread of its own while the event queue runs here.
-DecodeOutcome decodeSegments(App& app, const QString& in, const QString& out, bool keepDamaged) {
+DecodeOutcome decodeSegments(App& app, const QString& in, const QString& out, bool keepDamaged,
+                             const std::optional<Base64Part>& base64) {
     std::atomic<bool> cancel = false, done = false;
     DecodeOptions options;
     options.encoding = Encoding::Uuencode; // which finds yEnc as well
+    if (base64) {
+        options.encoding = Encoding::Base64;
+        options.mimeBoundary = base64->boundary;
+        options.announcedSize = base64->size;
+    }
     options.keepDamaged = keepDamaged;
     options.cancel = &cancel;
     DecodeOutcome outcome;
@@ -188,19 +232,21 @@ private:
             return {};
         }
         int missing = 0;
+        std::optional<Base64Part> base64;
         {
             SegmentSink sink(app_, out);
             for (const NzbSegment& s : f.segments) {
                 app_.setStatus(3, u'[' + QString::number(s.number) + u'/' +
                                       QString::number(f.segments.size()) + u']');
                 const qint64 segmentStart = out.pos();
-                Fetch got = sink.fetch(s.messageId);
+                const bool first = &s == &f.segments.front();
+                Fetch got = sink.fetch(s.messageId, first);
                 if (got == Fetch::Failed) {
                     // The connection went: rebuilt once for this segment,
                     // whose bytes so far are dropped.
                     if (!connectionOpen(app_)) cmdConnect(app_, false);
                     if (connectionOpen(app_) && out.resize(segmentStart) && out.seek(segmentStart))
-                        got = sink.fetch(s.messageId);
+                        got = sink.fetch(s.messageId, first);
                 }
                 if (got == Fetch::Stopped || got == Fetch::Failed || sink.writeFailed()) {
                     if (got == Fetch::Failed)
@@ -213,20 +259,24 @@ private:
                 if (got == Fetch::Missing) ++missing;
                 app_.setProgressValue(++done_);
             }
+            base64 = sink.base64();
         }
         out.close();
-        return decodeInto(f, temp, missing);
+        return decodeInto(f, temp, missing, base64);
     }
 
-    FileResult decodeInto(const NzbFile& f, const QString& temp, int missing) {
+    FileResult decodeInto(const NzbFile& f, const QString& temp, int missing,
+                          const std::optional<Base64Part>& base64) {
         app_.setStatus(1, QStringLiteral("Decoding File"));
         const QString decoded =
             app_.DestDir + QFileInfo(app_.TempFile).completeBaseName() + QStringLiteral("-nzb.tmp");
-        const DecodeOutcome outcome = decodeSegments(app_, temp, decoded, repairable_);
+        const DecodeOutcome outcome = decodeSegments(app_, temp, decoded, repairable_, base64);
         QFile::remove(temp);
         // The name the data gives, else the one of the subject; the same
         // hygiene as a name found in an article.
-        QString name = cleanName(nameFromArticle(QString::fromLatin1(outcome.name)));
+        QString name =
+            cleanName(base64 && base64->named ? base64->name
+                                              : nameFromArticle(QString::fromLatin1(outcome.name)));
         if (name.isEmpty()) name = cleanName(nzbFileName(f.subject));
         const bool kept = QFile::exists(decoded);
         const bool whole = outcome.result == DecodeResult::Ok && missing == 0;
@@ -283,11 +333,7 @@ private:
             }
             damaged_.clear();
         }
-        const QString text =
-            QStringLiteral("PAR2 ") + index + QStringLiteral(": ") + par2VerdictText(verdict);
-        app_.lstFiles.addItem(-1, text, QLatin1String(kReportRowTag), 0);
-        app_.setStatus(1, QStringLiteral("Finished Downloading"));
-        app_.setStatus(2, text);
+        reportPar2(app_, index, verdict);
         par2Said_ = true;
     }
 

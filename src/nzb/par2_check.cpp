@@ -1,6 +1,8 @@
 #include "nzb/par2_check.h"
 
+#include "attachments/decoded_files.h"
 #include "shell/app.h"
+#include "shell/gating.h"
 
 #include <QDir>
 #include <QFile>
@@ -123,4 +125,33 @@ Par2Verdict runPar2(App& app, const QString& indexFile) {
         return Par2Verdict::Repaired;
     }
     return repair.exitCode == kTooFewBlocks ? Par2Verdict::BeyondRepair : Par2Verdict::Failed;
+}
+
+void reportPar2(App& app, const QString& indexFile, Par2Verdict verdict) {
+    const QString text =
+        QStringLiteral("PAR2 ") + indexFile + QStringLiteral(": ") + par2VerdictText(verdict);
+    app.lstFiles.addItem(-1, text, QLatin1String(kReportRowTag), 0);
+    app.setStatus(1, QStringLiteral("Finished Downloading"));
+    app.setStatus(2, text);
+}
+
+void checkPar2Set(App& app, const QStringList& names) {
+    if (!app.Par2Check || app.StopRequested || app.ending) return;
+    const QString index = par2IndexFile(names);
+    if (index.isEmpty()) return;
+    // A post that came out damaged left no file; repair writes it anew.
+    const QDir dir(app.DestDir);
+    const QStringList before = dir.entryList(QDir::Files);
+    const bool batch = app.BatchRun;
+    app.BatchRun = true; // the message list's handlers wait for the end
+    SetMenuItem(app, 5, true);
+    const Par2Verdict verdict = runPar2(app, app.DestDir + index);
+    SetMenuItem(app, 5, false);
+    app.BatchRun = batch;
+    app.setProgressValue(app.progMin);
+    if (verdict == Par2Verdict::Repaired) {
+        for (QString name : dir.entryList(QDir::Files))
+            if (!before.contains(name)) AddaFile(app, name);
+    }
+    reportPar2(app, index, verdict);
 }

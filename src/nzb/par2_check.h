@@ -26,3 +26,13 @@ QString par2IndexFile(const QStringList& names);
 // A stop request ends it, so does par2 staying silent for Timeout seconds.
 // Backups that repair leaves ("name.1") are removed.
 Par2Verdict runPar2(App& app, const QString& indexFile);
+
+// The verdict on the set of indexFile (its name in DestDir) in a row of
+// lstFiles that names no file, and in the status line.
+void reportPar2(App& app, const QString& indexFile, Par2Verdict verdict);
+
+// The PAR2 step of a download of selected rows: when the files it wrote
+// (names in DestDir) hold a ".par2" file and Par2Check is on, the set is
+// verified and repaired, the files repair recreated are listed, and the
+// verdict is reported.
+void checkPar2Set(App& app, const QStringList& names);

@@ -5,6 +5,7 @@
 #include "harvest/address_scans.h"
 #include "news/news_events.h"
 #include "news/nntp_control.h"
+#include "nzb/par2_check.h"
 #include "post/news_client.h"
 #include "post/post_events.h"
 #include "program/settings.h"
@@ -22,5 +23,6 @@ void AssembleControls(App& app) {
     app.harvestData = [&app](const QByteArray& block) { HarvestHeaderData(app, block); };
     app.harvestArticle = [&app] { HarvestArticle(app); };
     app.harvestTitle = [&app](const QString& title) { SaveHTTPs(app, title); };
+    app.checkPar2Set = [&app](const QStringList& names) { checkPar2Set(app, names); };
     QObject::connect(&app.timerAuto, &QTimer::timeout, &app, [&app] { timerAuto_Timer(app); });
 }

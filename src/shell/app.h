@@ -230,6 +230,9 @@ public:
     // cmdDownload takes; installed by the harvest, unset they do nothing.
     std::function<void()> harvestArticle;
     std::function<void(const QString& title)> harvestTitle;
+    // The PAR2 step over the files a download of selected rows wrote (names
+    // in DestDir); installed by the NZB subsystem, unset nothing is checked.
+    std::function<void(const QStringList& names)> checkPar2Set;
     // What the header scans keep between blocks; made by the harvest.
     std::shared_ptr<HarvestState> harvest;
 

@@ -37,25 +37,6 @@ namespace {
 const HeaderList kMime = {{"MIME-Version", "1.0"},
                           {"Content-Type", "multipart/mixed; boundary=\"zf-boundary\""}};
 
-// A MIME message: a text part, then the file in base64 with the size its
-// headers announce, the closing boundary and an epilogue that looks like data.
-QList<QByteArray> mimeBody(const QByteArray& data, const QByteArray& filename,
-                           qsizetype announced = -1) {
-    QList<QByteArray> lines =
-        QByteArray("This is a multi-part message in MIME format.\n\n"
-                   "--zf-boundary\nContent-Type: text/plain\n\nHave a look.\n"
-                   "--zf-boundary\n"
-                   "Content-Type: application/octet-stream; name=\"x\"\n"
-                   "Content-Transfer-Encoding: base64\n"
-                   "Content-Disposition: attachment; filename=\"" +
-                   filename +
-                   "\"; size=" + QByteArray::number(announced < 0 ? data.size() : announced) + "\n")
-            .split('\n');
-    for (qsizetype at = 0; at < data.size(); at += 57)
-        lines << data.mid(at, 57).toBase64();
-    return lines + QList<QByteArray>{"", "--zf-boundary--", "QUJD", ""};
-}
-
 // Transfers (articles or subject listings) begun while the spy listened.
 int fetches(const QSignalSpy& requests) {
     int begins = 0;
@@ -134,9 +115,9 @@ TEST_F(Download, PostsInEveryEncodingComeOutByteForByte) {
     for (QByteArray& part : threeParts)
         part += "-- \r\nposted by me\r\n";
     postParts("three.bin (%1/3)", threeParts, {2, 3, 1});
-    post("mime.bin - attached", joined(mimeBody(mime, "mime.bin")), kMime);
+    post("mime.bin - attached", joined(mimeBase64Body(mime, "mime.bin")), kMime);
     // A signature ends each part before the last; the data ends on a full line.
-    QList<QByteArray> fourParts = splitLines(mimeBody(four, "four.bin"), 3);
+    QList<QByteArray> fourParts = splitLines(mimeBase64Body(four, "four.bin"), 3);
     for (int i : {0, 1})
         fourParts[i] += "-- \r\nposted by me\r\nBlueNews\r\n";
     postParts("four.bin (%1/3)", fourParts, {}, kMime);
@@ -148,7 +129,7 @@ TEST_F(Download, PostsInEveryEncodingComeOutByteForByte) {
     post("single.bin yEnc", yencEncodeSingle(single, "single.bin")); // no =ypart line
     post("escape one", joined(uuencode(up, "../escape.bin")));
     post("escape two", joined(uuencode(rooted, "/tmp/sub/abs.bin")));
-    post("escape three", joined(mimeBody(deep, "..\\\\..\\\\C:deep.bin")), kMime);
+    post("escape three", joined(mimeBase64Body(deep, "..\\\\..\\\\C:deep.bin")), kMime);
     openGroup();
 
     struct Case {
@@ -205,8 +186,8 @@ TEST_F(Download, PostsThatCantBeDecodedLeaveNeitherFileNorRow) {
     postParts("dup.bin (%1/2)", {joined(dup.mid(0, 6000)), joined(dup.mid(6000))});
     const QByteArray next = randomBytes(5000, 8);
     post("next.bin", joined(uuencode(next, "next.bin")));
-    post("mine again", joined(mimeBody(randomBytes(3000, 14), "C:mine.bin")), kMime);
-    post("lies.bin", joined(mimeBody(randomBytes(3000, 19), "lies.bin", 3001)), kMime);
+    post("mine again", joined(mimeBase64Body(randomBytes(3000, 14), "C:mine.bin")), kMime);
+    post("lies.bin", joined(mimeBase64Body(randomBytes(3000, 19), "lies.bin", 3001)), kMime);
     openGroup();
 
     QSignalSpy documents(app.NNTP.get(), &NntpControl::document);

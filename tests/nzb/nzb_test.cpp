@@ -1,6 +1,7 @@
 // NZB files read, downloaded and written against a real INN, and hostile
 // NZB files refused with their message.
 #include "attachments/decoded_files.h"
+#include "attachments/download_drivers.h"
 #include "fixtures/encoders.h"
 #include "fixtures/inn_app_test.h"
 #include "fixtures/scripted_server.h"
@@ -37,14 +38,16 @@ protected:
         ASSERT_TRUE(inn.newGroup(group));
     }
     // Posts the bodies as parts 1..n of subject (%1 the counter) with
-    // Message-IDs <stem.N...>, leaving out the parts in `unposted`.
+    // Message-IDs <stem.N...>, leaving out the parts in `unposted`; the
+    // first part gets firstHeaders too.
     void postParts(const QString& subject, const QByteArray& stem, const QList<QByteArray>& bodies,
-                   const QList<int>& unposted = {}) {
+                   const QList<int>& unposted = {}, const HeaderList& firstHeaders = {}) {
         for (int p = bodies.size(); p >= 1; --p) { // last part first: order is the NZB's job
             if (unposted.contains(p)) continue;
-            const HeaderList id = {
+            HeaderList headers = {
                 {"Message-ID", '<' + idOf(group, stem + '.' + QByteArray::number(p)) + '>'}};
-            ASSERT_TRUE(inn.post(group, subject.arg(p).arg(bodies.size()), bodies[p - 1], id))
+            if (p == 1) headers += firstHeaders;
+            ASSERT_TRUE(inn.post(group, subject.arg(p).arg(bodies.size()), bodies[p - 1], headers))
                 << inn.lastError().toStdString();
         }
     }
@@ -82,6 +85,12 @@ TEST_F(Nzb, IndexerNzbDownloadsEveryFileAndReportsAMissingSegment) {
     // A separator in the name stays in it, as in any download.
     const QByteArray d = randomBytes(3000, 24);
     postParts("\"dir/d.bin\" yEnc (%1/%2)", "d", {yencEncodeSingle(d, "dir/d.bin")});
+    // A MIME post in two parts: the name and the boundary that ends the data
+    // are in the first part's body, behind a text part.
+    const QByteArray e = randomBytes(12000, 25);
+    postParts(
+        "e.bin (%1/%2)", "e", splitLines(mimeBase64Body(e, "e.bin"), 2), {},
+        {{"MIME-Version", "1.0"}, {"Content-Type", "multipart/mixed; boundary=\"zf-boundary\""}});
     // The message list of a group is open and stays as it is.
     cmdConnect(app, false);
     app.lstMessages.addItem(-1, "a row of the group", "", 7);
@@ -89,23 +98,25 @@ TEST_F(Nzb, IndexerNzbDownloadsEveryFileAndReportsAMissingSegment) {
     const QByteArray nzb = kHead + fileElement("\"a.bin\" yEnc (1/3)", "a", 3) +
                            fileElement("b.bin (1/2)", "b", 2) +
                            fileElement("\"c.bin\" yEnc (1/3)", "c", 3) +
-                           fileElement("\"dir/d.bin\" yEnc (1/1)", "d", 1) + "</nzb>\n";
+                           fileElement("\"dir/d.bin\" yEnc (1/1)", "d", 1) +
+                           fileElement("e.bin (1/2)", "e", 2) + "</nzb>\n";
     ASSERT_TRUE(t.writeFile("set.nzb", nzb));
     // The progress bar runs over the segments of the whole NZB.
     int progressEnd = 0;
     QObject::connect(&app, &App::progressChanged, [&] {
-        if (app.progMax == 9) progressEnd = std::max(progressEnd, app.progValue);
+        if (app.progMax == 11) progressEnd = std::max(progressEnd, app.progValue);
     });
     OpenNzbFile(app, t.path("set.nzb"));
-    EXPECT_EQ(progressEnd, 9);
+    EXPECT_EQ(progressEnd, 11);
 
     EXPECT_EQ(t.prompter.messages(), QStringList());
     EXPECT_EQ(file("a.bin"), a);
     EXPECT_EQ(file("b.bin"), b);
     EXPECT_EQ(file("dir_d.bin"), d);
-    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin", "dir_d.bin"}));
+    EXPECT_EQ(file("e.bin"), e);
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin", "dir_d.bin", "e.bin"}));
     // Without PAR2 files in the set, a damaged file is neither kept nor listed.
-    EXPECT_EQ(inDestDir(), QStringList({"a.bin", "b.bin", "dir_d.bin"}))
+    EXPECT_EQ(inDestDir(), QStringList({"a.bin", "b.bin", "dir_d.bin", "e.bin"}))
         << "no temporary file is left";
     EXPECT_EQ(app.statbar[2], "c.bin: 1 of 3 segments missing");
     EXPECT_EQ(app.statbar[1], "Finished Downloading");
@@ -120,7 +131,7 @@ TEST_F(Nzb, IndexerNzbDownloadsEveryFileAndReportsAMissingSegment) {
     for (const auto& args : documents)
         begun += args.at(0).toInt() == NntpControl::DocumentBegin;
     EXPECT_EQ(begun, 2) << "the two segments of c.bin the server has";
-    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin", "dir_d.bin"}));
+    EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin", "b.bin", "dir_d.bin", "e.bin"}));
     EXPECT_EQ(app.statbar[2], "c.bin: 1 of 3 segments missing");
 
     // Stop once the first file is in: it stays, nothing half-fetched is left.
@@ -128,7 +139,7 @@ TEST_F(Nzb, IndexerNzbDownloadsEveryFileAndReportsAMissingSegment) {
     QDir().mkpath(app.DestDir);
     app.lstFiles.clear();
     QObject::connect(&app, &App::progressChanged, [&] {
-        if (app.progMax == 9 && app.progValue == 4 && !app.StopRequested) cmdStop(app);
+        if (app.progMax == 11 && app.progValue == 4 && !app.StopRequested) cmdStop(app);
     });
     OpenNzbFile(app, t.path("set.nzb"));
     EXPECT_EQ(texts(app.lstFiles), QStringList({"a.bin"}));
@@ -260,6 +271,45 @@ TEST_F(Nzb, ASegmentLeftUnpostedIsRepairedFromThePar2FilesWhenTheyHoldEnoughBloc
         }
         EXPECT_EQ(app.statbar[2], c.verdict.isEmpty() ? name + ": 1 of 4 segments missing" : row);
     }
+}
+
+// A download of selected rows that brings ".par2" files checks the set: a
+// post whose part came out damaged (CRC mismatch, so no file) is rebuilt.
+TEST_F(Nzb, ASelectionWithPar2FilesRepairsThePostThatCameOutDamaged) {
+    const QByteArray data = randomBytes(40000, 61);
+    const QString work = t.path("par2-sel");
+    QDir().mkpath(work);
+    ASSERT_TRUE(t.writeFile("par2-sel/sel.bin", data));
+    QProcess par2;
+    par2.setWorkingDirectory(work);
+    par2.start("par2", {"create", "-q", "-s5000", "-c10", "-n1", "sel.par2", "sel.bin"});
+    ASSERT_TRUE(par2.waitForFinished(60000) && par2.exitCode() == 0)
+        << par2.readAllStandardError().toStdString();
+    const QStringList par2Files = QDir(work).entryList({"*.par2"}, QDir::Files);
+    ASSERT_EQ(par2Files.size(), 2);
+
+    QList<QByteArray> parts = yencEncodeParts(data, {10000, 10000, 10000, 10000}, "sel.bin");
+    // A data byte of part 3 changed in transit.
+    const qsizetype at = parts[2].indexOf("\r\n", parts[2].indexOf("=ypart")) + 12;
+    parts[2][at] = parts[2][at] == 'a' ? 'b' : 'a';
+    postParts("\"sel.bin\" yEnc (%1/%2)", "sel", parts);
+    for (int i = 0; i < par2Files.size(); ++i)
+        postParts(
+            "\"" + par2Files[i] + "\" yEnc (%1/%2)", "sel.p" + QByteArray::number(i),
+            {yencEncodeSingle(t.readFile("par2-sel/" + par2Files[i]), par2Files[i].toLatin1())});
+    cmdConnect(app, false);
+    app.CurrentGroup = group;
+    app.HeaderField = "Subject";
+    ASSERT_EQ(cmdGetMessageHeaders(app, false), 0);
+    for (int r = 0; r < app.lstMessages.count(); ++r)
+        app.lstMessages.setSelected(r, true);
+
+    lstMessages_DblClick(app);
+    const QString row = "PAR2 sel.par2: repaired";
+    EXPECT_EQ(file("sel.bin"), data);
+    EXPECT_EQ(texts(app.lstFiles), par2Files + QStringList({"sel.bin", row}));
+    EXPECT_EQ(app.statbar[2], row);
+    EXPECT_FALSE(app.BatchRun);
 }
 
 // A connection dropped inside a segment: the segment is fetched again on a
