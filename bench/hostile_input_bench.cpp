@@ -20,11 +20,13 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
+#include <algorithm>
 #include <arpa/inet.h>
 #include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <thread>
