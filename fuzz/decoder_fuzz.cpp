@@ -1,8 +1,10 @@
-// The three decoders on a file as the download leaves it: uuencode (which
+// The MIME headers of a base64 post as the download and the NZB download read
+// them, then the three decoders on a file as the download leaves it: uuencode (which
 // also finds yEnc), base64 with and without a MIME boundary, and yEnc with
 // its keyword lines; read through a buffer of a steered size so every line
 // and marker also lands across a read.
 #include "attachments/decoder.h"
+#include "attachments/mime_part.h"
 #include "attachments/uu_base64.h"
 #include "attachments/yenc.h"
 #include "fuzz_support.h"
@@ -25,6 +27,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     (void)isUuBeginLine(first);
     (void)findYencKeywordLine(
         std::string_view(text.constData(), static_cast<std::size_t>(text.size())));
+
+    const QString asText = QString::fromLatin1(text);
+    if (isBase64Article(asText)) {
+        const Base64Part part = findBase64Part(asText);
+        if (part.dataStart < 0 || part.dataStart > asText.size()) __builtin_trap();
+    }
 
     const QString source = fuzzFile(QStringLiteral("article.txt"),
                                     reinterpret_cast<const std::uint8_t*>(text.constData()),
