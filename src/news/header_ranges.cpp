@@ -62,6 +62,7 @@ Outcome requestChunk(App& app, qint64 from, qint64 to) {
     app.lstMessages.setRedraw(false);
     app.headerRangeFirst = from;
     app.headerRangeLast = to;
+    app.replyRows = 0;
     app.NNTP->getHeaders(app.HeaderField, QString::number(from), QString::number(to));
     return await(app, [&] { return app.HeadersDone; });
 }

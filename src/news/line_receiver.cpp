@@ -130,6 +130,7 @@ void receiveGroupLines(App& app) {
 void receiveHeaderLines(App& app) {
     // Rows go from the received bytes into the list without a string each.
     ListModel& list = app.lstMessages;
+    bool tooMany = false;
     int staged = 0;
     auto flush = [&] {
         list.commitRows();
@@ -140,7 +141,11 @@ void receiveHeaderLines(App& app) {
         if (blank < 0) return;
         const qint64 number = leadingNumber(line);
         if (number < app.headerRangeFirst || number > app.headerRangeLast) return;
-        if (number < 1 || line.startsWith('.')) return;
+        if (number < 1 || line.startsWith('.') || tooMany) return;
+        if (++app.replyRows > app.headerRangeLast - app.headerRangeFirst + 1) {
+            tooMany = true;
+            return;
+        }
         if (!(app.RemoveSpam && IsJunkSubject(lineText(line)))) {
             if (app.ShowMNumbers)
                 list.stageRow(line, number, u"Subject", false);
@@ -150,7 +155,11 @@ void receiveHeaderLines(App& app) {
         }
         progressText(app, list.count() + staged, " Messages So Far");
     };
-    if (!eachCompleteLine(app, handle, flush, false)) failLongLine(app);
+    if (!eachCompleteLine(app, handle, flush, false))
+        failLongLine(app);
+    else if (tooMany)
+        failTransfer(app, QStringLiteral("more header lines than articles asked for"),
+                     QStringLiteral("Server Error: More Headers Than Articles"));
 }
 
 void dataPath(App& app, const QByteArray& data) {
@@ -229,6 +238,7 @@ void NNTP_Document(App& app, int state, const QByteArray& data) {
     case 1:
         app.LineBuffer.clear();
         app.lineScanFrom = 0;
+        app.replyRows = 0;
         break;
     case 3:
         if (app.SkipArticle) return;

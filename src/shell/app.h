@@ -259,6 +259,10 @@ public:
     // outside them is not listed, so a server that answers every chunk with
     // its whole group cannot multiply the rows.
     qint64 headerRangeFirst = 1, headerRangeLast = std::numeric_limits<qint64>::max();
+    // Rows the reply in work has given so far: a reply with more header lines
+    // than its range has articles is given up, so a server that repeats
+    // lines for ever cannot grow the list without end.
+    qint64 replyRows = 0;
     // Set by cmdExit for good: every wait gives up at once, cancelling what it
     // waited for, and nothing more is written.
     bool ending = false;
