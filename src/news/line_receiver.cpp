@@ -95,6 +95,7 @@ void setLineText(QString& out, QByteArrayView bytes) {
 
 void receiveGroupLines(App& app) {
     ListModel& list = app.lstGroups;
+    bool tooMany = false;
     int staged = 0;
     qint64 last = 0, first = 0;
     QString name, text;
@@ -116,7 +117,11 @@ void receiveGroupLines(App& app) {
             app.GroupsBeforeLive = list.count() + staged;
             app.GroupSeen = true;
         }
-        if (line.isEmpty() || line.startsWith('.')) return;
+        if (line.isEmpty() || line.startsWith('.') || tooMany) return;
+        if (++app.replyRows > app.MaxGroupRows) {
+            tooMany = true;
+            return;
+        }
         setLineText(name, nameBytes);
         text.resize(0);
         appendGroupRow(text, name, last, first);
@@ -124,7 +129,11 @@ void receiveGroupLines(App& app) {
         ++staged;
         progressText(app, list.count() + staged, " Groups So Far");
     };
-    if (!eachCompleteLine(app, handle, flush, true)) failLongLine(app);
+    if (!eachCompleteLine(app, handle, flush, true))
+        failLongLine(app);
+    else if (tooMany)
+        failTransfer(app, QStringLiteral("more groups than a server carries"),
+                     QStringLiteral("Server Error: Too Many Groups"));
 }
 
 void receiveHeaderLines(App& app) {

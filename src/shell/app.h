@@ -263,6 +263,10 @@ public:
     // than its range has articles is given up, so a server that repeats
     // lines for ever cannot grow the list without end.
     qint64 replyRows = 0;
+    // A group list longer than this is given up: the largest servers carry a
+    // few hundred thousand groups, and a server that never ends its list must
+    // not fill the memory.
+    qint64 MaxGroupRows = 5'000'000;
     // Set by cmdExit for good: every wait gives up at once, cancelling what it
     // waited for, and nothing more is written.
     bool ending = false;

@@ -182,19 +182,24 @@ TEST(Connection, FailedConnectsEndUnableToConnect) {
 // A server that ends its lines with LF alone is read like any other. A line
 // past the limit fails the list with its reason and drops the connection.
 // Neither leaves a cache that lacks what the server has.
-TEST(Connection, ListFromAServerOfBareLineFeedsOrWithAnEndlessLine) {
-    for (bool lfOnly : {true, false}) {
-        SCOPED_TRACE(lfOnly ? "LF alone" : "endless line");
+TEST(Connection, ListFromAServerOfBareLineFeedsOrWithAnEndlessLineOrEndlessGroups) {
+    for (int c : {0, 1, 2}) {
+        const bool lfOnly = c == 0;
+        SCOPED_TRACE(lfOnly ? "LF alone" : c == 1 ? "endless line" : "endless groups");
         NewsApp t(true);
+        t.app.MaxGroupRows = 2;
         ListModel cached;
         cached.addItem("alt.cached (0)");
         ASSERT_TRUE(cached.save(groupCachePath(t.app)));
         if (lfOnly) {
             t.server.send("200 ready\n").expect("MODE READER").send("200 reader\n");
             t.server.expect("LIST").sendBlocks({"215 list\nalt.a 5 1 y\n", "alt.b 2 2 y\n.", "\n"});
-        } else {
+        } else if (c == 1) {
             const QByteArray third(400 * 1024, 'x');
             t.greetAndList({"215 list\r\nalt.a 5 1 y\r\nalt.", third, third, third});
+            t.server.silence();
+        } else {
+            t.greetAndList({"215 list\r\nalt.a 5 1 y\r\nalt.b 2 2 y\r\n", "alt.c 3 1 y\r\n"});
             t.server.silence();
         }
 
@@ -211,7 +216,8 @@ TEST(Connection, ListFromAServerOfBareLineFeedsOrWithAnEndlessLine) {
             EXPECT_TRUE(connectionOpen(t.app));
         } else {
             EXPECT_EQ(t.app.LastError, 1010);
-            EXPECT_EQ(t.app.statbar[2], "Server Error: Line Too Long");
+            EXPECT_EQ(t.app.statbar[2],
+                      c == 1 ? "Server Error: Line Too Long" : "Server Error: Too Many Groups");
             EXPECT_EQ(t.app.lstGroups.count(), 0);
             EXPECT_EQ(texts(cached), QStringList{"alt.cached (0)"});
             EXPECT_TRUE(connectionClosed(t.app));
