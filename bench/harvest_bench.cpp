@@ -1,6 +1,7 @@
 // The "From" and "Path" scans through the line receiver, over a million
 // header lines fed in network-sized blocks, beside a server list of 20,000
-// rows: 5,000 posters, and again with 185,000 different addresses. Prints "name: value unit" lines:
+// rows: 5,000 posters, and again with 185,000 different addresses; then
+// 20,000 titles that each bring a new Web address. Prints "name: value unit" lines:
 // lines per second, and the heap the scans hold at the end of a quarter and of the whole run, which
 // must not grow with the number of lines.
 #include "harvest/address_scans.h"
@@ -82,6 +83,23 @@ Run scan(const char* field, const QByteArray& text) {
 
 } // namespace
 
+// Web addresses harvested from titles, each one new: every address becomes a
+// row with its picture, and the next look-up must not start the index over.
+double httpTitlesPerSecond(int n) {
+    QTemporaryDir dir;
+    App app;
+    AssembleControls(app);
+    app.AppPath = dir.path() + '/';
+    QElapsedTimer t;
+    t.start();
+    for (int i = 0; i < n; ++i)
+        SaveHTTPs(app,
+                  QStringLiteral("see http://www.site%1.example/page%2 now").arg(i).arg(i % 7));
+    const double s = t.nsecsElapsed() / 1e9;
+    if (app.lstHTTP.count() != n) std::fprintf(stderr, "http: %d rows\n", app.lstHTTP.count());
+    return n / s;
+}
+
 int main(int argc, char** argv) {
     QCoreApplication qapp(argc, argv);
     const Run spread = scan("From", fromLines(kLines, true));
@@ -94,5 +112,6 @@ int main(int argc, char** argv) {
     std::printf("path_scan_1m_lines_per_s: %.0f lines/s\n", path.linesPerSecond);
     std::printf("path_scan_heap_quarter: %.1f KiB\n", path.heapAtQuarter / 1024.0);
     std::printf("path_scan_heap_end: %.1f KiB\n", path.heapAtEnd / 1024.0);
+    std::printf("http_titles_20k_new_addresses_per_s: %.0f titles/s\n", httpTitlesPerSecond(20000));
     return 0;
 }

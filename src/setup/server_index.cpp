@@ -121,7 +121,12 @@ RowContainsIndex::RowContainsIndex(ListModel& list) : list_(list) {
     auto markStale = [this] {
         if (!appending_) stale_ = true;
     };
-    connect(&list_, &QAbstractItemModel::dataChanged, this, markStale);
+    connect(&list_, &QAbstractItemModel::dataChanged, this,
+            [markStale](const QModelIndex&, const QModelIndex&, const QList<int>& roles) {
+                // A picture set on a new row (each address the harvest finds)
+                // leaves the texts as they were.
+                if (roles.isEmpty() || roles.contains(Qt::DisplayRole)) markStale();
+            });
     connect(&list_, &QAbstractItemModel::rowsRemoved, this, markStale);
     connect(&list_, &QAbstractItemModel::modelReset, this, markStale);
 }

@@ -439,7 +439,10 @@ int ListModel::picture(int index) const {
 void ListModel::setPicture(int index, int picture) {
     if (index < 0 || index >= count()) return;
     rows_[index].picture = picture;
-    rowChanged(index);
+    // Only the picture changed: views redraw it, and what watches the texts
+    // (the substring index) need not start over.
+    const QModelIndex i = this->index(index);
+    emit dataChanged(i, i, {Qt::DecorationRole});
 }
 
 bool ListModel::selected(int index) const {
