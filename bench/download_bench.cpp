@@ -13,6 +13,7 @@
 //
 // Usage: download_bench [MB of the yEnc post, default 50]
 #include "attachments/download.h"
+#include "bench_kit.h"
 #include "fixtures/encoders.h"
 #include "news/connection.h"
 #include "news/headers.h"
@@ -42,180 +43,6 @@ namespace {
 
 const QString kGroup = QStringLiteral("alt.binaries.zf.bench");
 
-void print(const QByteArray& name, double value, const char* unit) {
-    std::printf("%s: %.3g %s\n", name.constData(), value, unit);
-    std::fflush(stdout);
-}
-
-bool newsServer(const QStringList& args, QByteArray* out = nullptr) {
-    QProcess p;
-    p.start(QStringLiteral(ZANDERFELL_SOURCE_DIR "/scripts/news-server"), args);
-    if (!p.waitForFinished(120000) || p.exitCode() != 0) {
-        std::fprintf(stderr, "news-server %s: %s\n", qPrintable(args.join(' ')),
-                     p.readAllStandardError().constData());
-        return false;
-    }
-    if (out) *out = p.readAllStandardOutput();
-    return true;
-}
-
-// A blocking client, good enough for posting and for the reference reader.
-class Wire {
-public:
-    bool open(quint16 port) {
-        s_.connectToHost(QStringLiteral("127.0.0.1"), port);
-        return s_.waitForConnected(10000) && line().startsWith("20") &&
-               command("MODE READER").startsWith("20");
-    }
-    QByteArray line() {
-        while (!s_.canReadLine())
-            if (!s_.waitForReadyRead(30000)) return {};
-        return s_.readLine();
-    }
-    QByteArray command(const QByteArray& c) {
-        send(c + "\r\n");
-        return line();
-    }
-    void send(const QByteArray& data) {
-        s_.write(data);
-        while (s_.bytesToWrite() > 0)
-            if (!s_.waitForBytesWritten(30000)) return;
-    }
-    bool post(const QString& subject, const QByteArray& body) {
-        if (!command("POST").startsWith("340")) return false;
-        QByteArray article =
-            "From: bench <bench@zanderfell.test>\r\nNewsgroups: " + kGroup.toUtf8() +
-            "\r\nSubject: " + subject.toUtf8() + "\r\n\r\n";
-        article.reserve(article.size() + body.size() + body.size() / 64);
-        for (qsizetype at = 0; at < body.size();) {
-            qsizetype end = body.indexOf("\r\n", at);
-            end = end < 0 ? body.size() : end + 2;
-            if (body[at] == '.') article += '.';
-            article += QByteArrayView(body).sliced(at, end - at);
-            at = end;
-        }
-        send(article + ".\r\n");
-        return line().startsWith("240");
-    }
-    // One article to its terminator; the bytes are counted and dropped, or
-    // kept in *keep, status line included.
-    qint64 article(qint64 number, QByteArray* keep = nullptr) {
-        send("ARTICLE " + QByteArray::number(number) + "\r\n");
-        qint64 bytes = 0;
-        QByteArray tail;
-        for (;;) {
-            if (s_.bytesAvailable() == 0 && !s_.waitForReadyRead(30000)) return -1;
-            const QByteArray chunk = s_.readAll();
-            bytes += chunk.size();
-            if (keep) *keep += chunk;
-            tail = (tail + chunk.right(5)).right(5);
-            if (tail == "\r\n.\r\n") return bytes;
-        }
-    }
-
-private:
-    QTcpSocket s_;
-};
-
-// Answers MODE READER, GROUP and ARTICLE from a table of whole responses,
-// one thread per connection, with the kernel's default socket buffers.
-class MemoryServer {
-public:
-    std::map<qint64, QByteArray> articles;
-
-    quint16 start() {
-        listen_ = ::socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in a{};
-        a.sin_family = AF_INET;
-        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t len = sizeof a;
-        if (::bind(listen_, reinterpret_cast<sockaddr*>(&a), len) != 0 ||
-            ::listen(listen_, 4) != 0 ||
-            ::getsockname(listen_, reinterpret_cast<sockaddr*>(&a), &len) != 0)
-            return 0;
-        acceptor_ = std::thread([this] {
-            for (;;) {
-                const int fd = ::accept(listen_, nullptr, nullptr);
-                if (fd < 0) return;
-                sessions_.emplace_back([this, fd] { serve(fd); });
-            }
-        });
-        return ntohs(a.sin_port);
-    }
-    ~MemoryServer() {
-        ::shutdown(listen_, SHUT_RDWR);
-        ::close(listen_);
-        if (acceptor_.joinable()) acceptor_.join();
-        for (std::thread& t : sessions_)
-            t.join();
-    }
-
-private:
-    static bool sendAll(int fd, const QByteArray& data) {
-        for (qsizetype at = 0; at < data.size();) {
-            const ssize_t n =
-                ::send(fd, data.constData() + at, size_t(data.size() - at), MSG_NOSIGNAL);
-            if (n <= 0) return false;
-            at += n;
-        }
-        return true;
-    }
-    void serve(int fd) {
-        QByteArray in;
-        char buf[4096];
-        bool open = sendAll(fd, "200 bench server ready\r\n");
-        while (open) {
-            const qsizetype eol = in.indexOf("\r\n");
-            if (eol < 0) {
-                const ssize_t n = ::recv(fd, buf, sizeof buf, 0);
-                if (n <= 0) break;
-                in.append(buf, n);
-                continue;
-            }
-            const QByteArray line = in.left(eol);
-            in.remove(0, eol + 2);
-            const QList<QByteArray> words = line.split(' ');
-            const QByteArray verb = words[0].toUpper();
-            if (verb == "ARTICLE" && words.size() > 1) {
-                const auto it = articles.find(words[1].toLongLong());
-                open = sendAll(fd, it == articles.end() ? QByteArray("423 no such article\r\n")
-                                                        : it->second);
-            } else if (verb == "GROUP" && words.size() > 1) {
-                const qint64 first = articles.empty() ? 0 : articles.begin()->first;
-                const qint64 last = articles.empty() ? 0 : articles.rbegin()->first;
-                open = sendAll(fd, "211 " + QByteArray::number(qint64(articles.size())) + ' ' +
-                                       QByteArray::number(first) + ' ' + QByteArray::number(last) +
-                                       ' ' + words[1] + "\r\n");
-            } else if (verb == "QUIT") {
-                sendAll(fd, "205 bye\r\n");
-                break;
-            } else {
-                open = sendAll(fd, verb == "MODE" ? "200 reading\r\n" : "500 what?\r\n");
-            }
-        }
-        ::close(fd);
-    }
-
-    int listen_ = -1;
-    std::thread acceptor_;
-    std::vector<std::thread> sessions_;
-};
-
-// Resident memory now and its peak since the last reset, in KiB.
-qint64 statusKb(const char* field) {
-    QFile f(QStringLiteral("/proc/self/status"));
-    if (!f.open(QIODevice::ReadOnly)) return -1;
-    for (const QByteArray& line : f.readAll().split('\n'))
-        if (line.startsWith(field))
-            return line.mid(qsizetype(std::strlen(field))).trimmed().split(' ')[0].toLongLong();
-    return -1;
-}
-
-void resetPeak() {
-    QFile f(QStringLiteral("/proc/self/clear_refs"));
-    if (f.open(QIODevice::WriteOnly)) f.write("5");
-}
-
 struct Post {
     QByteArray name;     // figure names start with it
     QString subject;     // with %1 for the counter
@@ -235,7 +62,7 @@ bool runPost(App& app, quint16 port, Post& post, const QByteArray& label, int ro
         t.start();
         bytes = 0;
         for (qint64 n : post.articles) {
-            const qint64 b = w.article(n);
+            const qint64 b = w.article(QByteArray::number(n));
             if (b < 0) return false;
             bytes += b;
         }
@@ -307,10 +134,12 @@ int main(int argc, char** argv) {
             sizes << yenc.data.size() * (p + 1) / 100 - yenc.data.size() * p / 100;
         const QList<QByteArray> yParts = yencEncodeParts(yenc.data, sizes, yenc.fileName);
         for (int p = 0; p < 100; ++p)
-            if (!w.post(yenc.subject.arg(p + 1, 3, 10, QLatin1Char('0')), yParts[p])) return 1;
+            if (!w.post(kGroup, yenc.subject.arg(p + 1, 3, 10, QLatin1Char('0')), yParts[p]))
+                return 1;
         const QList<QByteArray> uParts = splitLines(uuencode(uu.data, uu.fileName), 20);
         for (int p = 0; p < 20; ++p)
-            if (!w.post(uu.subject.arg(p + 1, 2, 10, QLatin1Char('0')), uParts[p])) return 1;
+            if (!w.post(kGroup, uu.subject.arg(p + 1, 2, 10, QLatin1Char('0')), uParts[p]))
+                return 1;
     }
 
     QTemporaryDir dir;
@@ -346,14 +175,34 @@ int main(int argc, char** argv) {
     bool ok = runPost(app, port, yenc, "_inn", 1) && runPost(app, port, uu, "_inn", 1);
 
     // The same articles, byte for byte, from memory.
-    MemoryServer memory;
+    // MODE READER, GROUP and ARTICLE from a table of whole responses, with
+    // the kernel's default socket buffers.
+    std::map<qint64, QByteArray> articles;
+    LoopbackServer memory;
+    memory.reply = [&articles](const QByteArray& line, int fd) {
+        const QList<QByteArray> words = line.split(' ');
+        const QByteArray verb = words[0].toUpper();
+        if (verb == "ARTICLE" && words.size() > 1) {
+            const auto it = articles.find(words[1].toLongLong());
+            return sendAll(fd, it == articles.end() ? QByteArray("423 no such article\r\n")
+                                                    : it->second);
+        }
+        if (verb == "GROUP" && words.size() > 1) {
+            const qint64 first = articles.empty() ? 0 : articles.begin()->first;
+            const qint64 last = articles.empty() ? 0 : articles.rbegin()->first;
+            return sendAll(fd, "211 " + QByteArray::number(qint64(articles.size())) + ' ' +
+                                   QByteArray::number(first) + ' ' + QByteArray::number(last) +
+                                   ' ' + words[1] + "\r\n");
+        }
+        return sendAll(fd, "500 what?\r\n");
+    };
     {
         Wire w;
         if (!ok || !w.open(port) || !w.command("GROUP " + kGroup.toUtf8()).startsWith("211"))
             return 1;
         for (const Post* post : {&yenc, &uu})
             for (qint64 n : post->articles)
-                if (w.article(n, &memory.articles[n]) < 0) return 1;
+                if (w.article(QByteArray::number(n), &articles[n]) < 0) return 1;
     }
     const quint16 memoryPort = memory.start();
     // The list of subjects goes with the connection; the same rows serve.

@@ -7,6 +7,7 @@
 //
 // Usage: hostile_input_bench [lines of the listing, default 10000000]
 #include "attachments/download.h"
+#include "bench_kit.h"
 #include "news/connection.h"
 #include "news/group_list.h"
 #include "news/headers.h"
@@ -39,94 +40,6 @@ void print(const char* name, double value, const char* unit) {
     std::fflush(stdout);
 }
 
-qint64 statusKb(const char* field) {
-    QFile f(QStringLiteral("/proc/self/status"));
-    if (!f.open(QIODevice::ReadOnly)) return -1;
-    for (const QByteArray& line : f.readAll().split('\n'))
-        if (line.startsWith(field))
-            return line.mid(qsizetype(std::strlen(field))).trimmed().split(' ')[0].toLongLong();
-    return -1;
-}
-
-void resetPeak() {
-    QFile f(QStringLiteral("/proc/self/clear_refs"));
-    if (f.open(QIODevice::WriteOnly)) f.write("5");
-}
-
-bool sendAll(int fd, const char* data, std::size_t size) {
-    for (std::size_t at = 0; at < size;) {
-        const ssize_t n = ::send(fd, data + at, size - at, MSG_NOSIGNAL);
-        if (n <= 0) return false;
-        at += std::size_t(n);
-    }
-    return true;
-}
-bool sendAll(int fd, const QByteArray& data) {
-    return sendAll(fd, data.constData(), std::size_t(data.size()));
-}
-
-// One connection at a time; after the greeting, reply(command, fd) answers
-// each command and returns false to hang up.
-class HostileServer {
-public:
-    using Reply = std::function<bool(const QByteArray& command, int fd)>;
-    std::function<bool(int fd)> greet = [](int fd) { return sendAll(fd, "200 ready\r\n"); };
-    Reply reply;
-
-    quint16 start() {
-        listen_ = ::socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in a{};
-        a.sin_family = AF_INET;
-        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t len = sizeof a;
-        if (::bind(listen_, reinterpret_cast<sockaddr*>(&a), len) != 0 ||
-            ::listen(listen_, 4) != 0 ||
-            ::getsockname(listen_, reinterpret_cast<sockaddr*>(&a), &len) != 0)
-            return 0;
-        thread_ = std::thread([this] {
-            for (;;) {
-                const int fd = ::accept(listen_, nullptr, nullptr);
-                if (fd < 0) return;
-                serve(fd);
-            }
-        });
-        return ntohs(a.sin_port);
-    }
-    ~HostileServer() {
-        ::shutdown(listen_, SHUT_RDWR);
-        ::close(listen_);
-        if (thread_.joinable()) thread_.join();
-    }
-
-private:
-    void serve(int fd) {
-        QByteArray in;
-        char buf[4096];
-        bool open = greet(fd);
-        while (open) {
-            const qsizetype eol = in.indexOf("\r\n");
-            if (eol < 0) {
-                const ssize_t n = ::recv(fd, buf, sizeof buf, 0);
-                if (n <= 0) break;
-                in.append(buf, n);
-                continue;
-            }
-            const QByteArray line = in.left(eol);
-            in.remove(0, eol + 2);
-            if (line == "MODE READER")
-                open = sendAll(fd, "200 reader\r\n");
-            else if (line == "QUIT")
-                open = false;
-            else
-                open = reply(line, fd);
-        }
-        ::close(fd);
-    }
-
-    int listen_ = -1;
-    std::thread thread_;
-};
-
 // Sends the same block until the client hangs up or `limit` bytes went out.
 bool endless(int fd, const QByteArray& block, qint64 limit) {
     for (qint64 sent = 0; sent < limit; sent += block.size())
@@ -136,7 +49,7 @@ bool endless(int fd, const QByteArray& block, qint64 limit) {
 
 struct Run {
     // Goes last, once the connection of the app has closed.
-    HostileServer server;
+    LoopbackServer server;
     QTemporaryDir dir;
     App app;
 

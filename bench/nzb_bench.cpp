@@ -8,6 +8,7 @@
 // Prints "name: value unit" lines.
 //
 // Usage: nzb_bench [MB in all, default 50]
+#include "bench_kit.h"
 #include "fixtures/encoders.h"
 #include "news/connection.h"
 #include "nzb/nzb_download.h"
@@ -38,176 +39,6 @@ const QString kGroup = QStringLiteral("alt.binaries.zf.nzbbench");
 constexpr int kFiles = 100;
 constexpr int kSegments = 10;
 
-void print(const QByteArray& name, double value, const char* unit) {
-    std::printf("%s: %.3g %s\n", name.constData(), value, unit);
-    std::fflush(stdout);
-}
-
-bool newsServer(const QStringList& args, QByteArray* out = nullptr) {
-    QProcess p;
-    p.start(QStringLiteral(ZANDERFELL_SOURCE_DIR "/scripts/news-server"), args);
-    if (!p.waitForFinished(120000) || p.exitCode() != 0) {
-        std::fprintf(stderr, "news-server %s: %s\n", qPrintable(args.join(' ')),
-                     p.readAllStandardError().constData());
-        return false;
-    }
-    if (out) *out = p.readAllStandardOutput();
-    return true;
-}
-
-// A blocking client: posts the set, and is the reference reader.
-class Wire {
-public:
-    bool open(quint16 port) {
-        s_.connectToHost(QStringLiteral("127.0.0.1"), port);
-        return s_.waitForConnected(10000) && line().startsWith("20") &&
-               command("MODE READER").startsWith("20");
-    }
-    QByteArray line() {
-        while (!s_.canReadLine())
-            if (!s_.waitForReadyRead(30000)) return {};
-        return s_.readLine();
-    }
-    QByteArray command(const QByteArray& c) {
-        send(c + "\r\n");
-        return line();
-    }
-    void send(const QByteArray& data) {
-        s_.write(data);
-        while (s_.bytesToWrite() > 0)
-            if (!s_.waitForBytesWritten(30000)) return;
-    }
-    bool post(const QString& subject, const QByteArray& id, const QByteArray& body) {
-        if (!command("POST").startsWith("340")) return false;
-        QByteArray article =
-            "From: bench <bench@zanderfell.test>\r\nNewsgroups: " + kGroup.toUtf8() +
-            "\r\nSubject: " + subject.toUtf8() + "\r\nMessage-ID: <" + id + ">\r\n\r\n";
-        article.reserve(article.size() + body.size() + body.size() / 64);
-        for (qsizetype at = 0; at < body.size();) {
-            qsizetype end = body.indexOf("\r\n", at);
-            end = end < 0 ? body.size() : end + 2;
-            if (body[at] == '.') article += '.';
-            article += QByteArrayView(body).sliced(at, end - at);
-            at = end;
-        }
-        send(article + ".\r\n");
-        return line().startsWith("240");
-    }
-    // One article by Message-ID to its terminator; the bytes are counted and
-    // dropped, or kept in *keep, status line included.
-    qint64 article(const QByteArray& id, QByteArray* keep = nullptr) {
-        send("ARTICLE <" + id + ">\r\n");
-        qint64 bytes = 0;
-        QByteArray tail;
-        for (;;) {
-            if (s_.bytesAvailable() == 0 && !s_.waitForReadyRead(30000)) return -1;
-            const QByteArray chunk = s_.readAll();
-            bytes += chunk.size();
-            if (keep) *keep += chunk;
-            tail = (tail + chunk.right(5)).right(5);
-            if (tail == "\r\n.\r\n") return bytes;
-        }
-    }
-
-private:
-    QTcpSocket s_;
-};
-
-// Answers MODE READER and ARTICLE <id> from a table of whole responses, one
-// thread per connection.
-class MemoryServer {
-public:
-    std::map<QByteArray, QByteArray> articles;
-
-    quint16 start() {
-        listen_ = ::socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in a{};
-        a.sin_family = AF_INET;
-        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t len = sizeof a;
-        if (::bind(listen_, reinterpret_cast<sockaddr*>(&a), len) != 0 ||
-            ::listen(listen_, 4) != 0 ||
-            ::getsockname(listen_, reinterpret_cast<sockaddr*>(&a), &len) != 0)
-            return 0;
-        acceptor_ = std::thread([this] {
-            for (;;) {
-                const int fd = ::accept(listen_, nullptr, nullptr);
-                if (fd < 0) return;
-                std::lock_guard lock(mutex_);
-                sessions_.emplace_back([this, fd] { serve(fd); });
-            }
-        });
-        return ntohs(a.sin_port);
-    }
-    ~MemoryServer() {
-        ::shutdown(listen_, SHUT_RDWR);
-        ::close(listen_);
-        if (acceptor_.joinable()) acceptor_.join();
-        for (std::thread& t : sessions_)
-            t.join();
-    }
-
-private:
-    static bool sendAll(int fd, const QByteArray& data) {
-        for (qsizetype at = 0; at < data.size();) {
-            const ssize_t n =
-                ::send(fd, data.constData() + at, size_t(data.size() - at), MSG_NOSIGNAL);
-            if (n <= 0) return false;
-            at += n;
-        }
-        return true;
-    }
-    void serve(int fd) {
-        QByteArray in;
-        char buf[4096];
-        bool open = sendAll(fd, "200 bench server ready\r\n");
-        while (open) {
-            const qsizetype eol = in.indexOf("\r\n");
-            if (eol < 0) {
-                const ssize_t n = ::recv(fd, buf, sizeof buf, 0);
-                if (n <= 0) break;
-                in.append(buf, n);
-                continue;
-            }
-            const QByteArray line = in.left(eol);
-            in.remove(0, eol + 2);
-            const QList<QByteArray> words = line.split(' ');
-            const QByteArray verb = words[0].toUpper();
-            if (verb == "ARTICLE" && words.size() > 1) {
-                const auto it = articles.find(words[1].mid(1).chopped(1));
-                open = sendAll(fd, it == articles.end() ? QByteArray("430 no such article\r\n")
-                                                        : it->second);
-            } else if (verb == "QUIT") {
-                sendAll(fd, "205 bye\r\n");
-                break;
-            } else {
-                open = sendAll(fd, verb == "MODE" ? "200 reading\r\n" : "500 what?\r\n");
-            }
-        }
-        ::close(fd);
-    }
-
-    int listen_ = -1;
-    std::thread acceptor_;
-    std::mutex mutex_;
-    std::vector<std::thread> sessions_;
-};
-
-// Resident memory now and its peak since the last reset, in KiB.
-qint64 statusKb(const char* field) {
-    QFile f(QStringLiteral("/proc/self/status"));
-    if (!f.open(QIODevice::ReadOnly)) return -1;
-    for (const QByteArray& line : f.readAll().split('\n'))
-        if (line.startsWith(field))
-            return line.mid(qsizetype(std::strlen(field))).trimmed().split(' ')[0].toLongLong();
-    return -1;
-}
-
-void resetPeak() {
-    QFile f(QStringLiteral("/proc/self/clear_refs"));
-    if (f.open(QIODevice::WriteOnly)) f.write("5");
-}
-
 struct Set {
     NzbDocument nzb;
     QList<QByteArray> ids;
@@ -224,7 +55,7 @@ bool runSet(App& app, quint16 port, const Set& set, const QByteArray& label, int
         t.start();
         bytes = 0;
         for (const QByteArray& id : set.ids) {
-            const qint64 b = w.article(id);
+            const qint64 b = w.article('<' + id + '>');
             if (b < 0) return false;
             bytes += b;
         }
@@ -309,7 +140,7 @@ int main(int argc, char** argv) {
                                             .arg(QString::fromLatin1(name))
                                             .arg(s + 1)
                                             .arg(kSegments);
-                if (!w.post(subject, id, parts[s])) return 1;
+                if (!w.post(kGroup, subject, parts[s], "Message-ID: <" + id + ">\r\n")) return 1;
                 file.segments.append({s + 1, parts[s].size(), id});
                 set.ids << id;
             }
@@ -329,12 +160,23 @@ int main(int argc, char** argv) {
     MakeTempFile(app);
     bool ok = connectApp(app, port) && runSet(app, port, set, "_inn", 1);
 
-    MemoryServer memory;
+    // ARTICLE <id> from a table of whole responses.
+    std::map<QByteArray, QByteArray> articles;
+    LoopbackServer memory;
+    memory.reply = [&articles](const QByteArray& line, int fd) {
+        const QList<QByteArray> words = line.split(' ');
+        if (words[0].toUpper() == "ARTICLE" && words.size() > 1) {
+            const auto it = articles.find(words[1].mid(1).chopped(1));
+            return sendAll(fd, it == articles.end() ? QByteArray("430 no such article\r\n")
+                                                    : it->second);
+        }
+        return sendAll(fd, "500 what?\r\n");
+    };
     {
         Wire w;
         if (!ok || !w.open(port)) return 1;
         for (const QByteArray& id : set.ids)
-            if (w.article(id, &memory.articles[id]) < 0) return 1;
+            if (w.article('<' + id + '>', &articles[id]) < 0) return 1;
     }
     const quint16 memoryPort = memory.start();
     ok = memoryPort != 0 && connectApp(app, memoryPort) &&
