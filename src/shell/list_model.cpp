@@ -267,7 +267,10 @@ void ListModel::addItem(int position, const QString& text, const QString& tag, q
         at = sortedPosition(text);
     else if (at < 0 || at > count())
         at = count();
-    const Slot s = makeSlot(text, tag, number);
+    insertSlotAt(at, makeSlot(text, tag, number));
+}
+
+void ListModel::insertSlotAt(int at, const Slot& s) {
     beginInsertRows(QModelIndex(), at, at);
     rows_.insert(at, s);
     ++textRevision_;
@@ -281,17 +284,8 @@ void ListModel::addItem(int position, const QString& text, const QString& tag, q
 void ListModel::insertSlots(QVector<Slot> added) {
     if (added.isEmpty()) return;
     if (sorted_) {
-        for (const Slot& s : added) {
-            const int at = sortedPosition(view(s));
-            beginInsertRows(QModelIndex(), at, at);
-            rows_.insert(at, s);
-            ++textRevision_;
-            endInsertRows();
-            if (current_ >= at) {
-                ++current_;
-                emit currentChanged(current_);
-            }
-        }
+        for (const Slot& s : added)
+            insertSlotAt(sortedPosition(view(s)), s);
         return;
     }
     beginInsertRows(QModelIndex(), count(), count() + static_cast<int>(added.size()) - 1);

@@ -140,6 +140,8 @@ private:
     void putText(Slot& s, QStringView text);
     quint32 internTag(QStringView tag);
     void insertSlots(QVector<Slot> added);
+    // One row at `at`, the current row moving down with it.
+    void insertSlotAt(int at, const Slot& s);
     void resetStore();
     void compactIfWasteful();
     int sortedPosition(QStringView text) const;
