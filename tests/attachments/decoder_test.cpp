@@ -1,3 +1,4 @@
+#include "attachments/decode_stream.h"
 #include "attachments/decoder.h"
 #include "attachments/uu_base64.h"
 #include "attachments/yenc.h"
@@ -13,10 +14,12 @@
 #include <QTemporaryDir>
 #include <QThread>
 #include <algorithm>
+#include <csignal>
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <random>
+#include <sys/resource.h>
 
 namespace {
 
@@ -408,6 +411,83 @@ TEST_F(DecoderTest, DamagedCutShortOrJunkInputFailsCleanly) {
     const QString longest = path("out/" + QString(251, 'n') + ".bin");
     EXPECT_EQ(decodeFile(path("in.tmp"), longest, yenc).result, DecodeResult::Ok);
     EXPECT_EQ(QFileInfo(longest).size(), data.size());
+}
+
+// A file of several output blocks goes through the writer thread: parts out
+// of order land at their offsets and their CRCs still hold. A disk that
+// fills up in the middle fails the run with the system's reason and leaves
+// nothing (a full disk is a file-size limit here, as in the download test).
+TEST_F(DecoderTest, LargeFileThroughTheWriterThreadAndADiskThatFillsUp) {
+    const QList<qsizetype> sizes = {1200000, 700001, 1500000, 1, 999999};
+    const QByteArray data = randomBytes(4400001, 19);
+    QList<QByteArray> post = yencEncodeParts(data, sizes, "big.bin", 128);
+    std::swap(post[0], post[3]);
+    std::swap(post[1], post[4]);
+    EXPECT_EQ(decode(tempFileOf(post), Encoding::Yenc), data);
+    EXPECT_EQ(outcome.result, DecodeResult::Ok) << outcome.detail.toStdString();
+
+    const auto oldSignal = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit unlimited{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &unlimited), 0);
+    rlimit small = unlimited;
+    small.rlim_cur = 2500000;
+    writeFile("in.tmp", tempFileOf(post)); // written before the limit
+    QFile::remove(path("out/out.bin"));
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    DecodeOptions options;
+    options.encoding = Encoding::Yenc;
+    outcome = decodeFile(path("in.tmp"), path("out/out.bin"), options);
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &unlimited), 0);
+    std::signal(SIGXFSZ, oldSignal);
+    EXPECT_EQ(outcome.result, DecodeResult::WriteError);
+    EXPECT_TRUE(outcome.detail.contains("File too large")) << outcome.detail.toStdString();
+    EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(",").toStdString();
+}
+
+// The input is mapped rather than read, but only up to the size it had at
+// the start: a file that grows meanwhile is read on to its new end, and one
+// cut shorter (which would make a mapped read fault) is read to where it
+// now ends.
+TEST_F(DecoderTest, AMappedInputThatGrowsOrShrinksWhileReadGivesWhatItHolds) {
+    QByteArray text;
+    for (int i = 0; text.size() < 100000; ++i)
+        text += "line " + QByteArray::number(i) + "\r\n";
+    for (qint64 change : {+5000, -30000, -60000}) {
+        SCOPED_TRACE(change);
+        writeFile("in.tmp", text);
+        QFile file(path("in.tmp"));
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
+        LineReader reader(file, 4096, 1024);
+        ASSERT_TRUE(reader.mapFile(file.handle()));
+        const QByteArray more(std::size_t(std::max<qint64>(change, 0)), 'm');
+        bool changed = false;
+        reader.onRead = [&](qint64 consumed) {
+            // After the first window (four reads): the next windows see it.
+            if (!changed && consumed >= 16384) {
+                changed = true;
+                QFile f(path("in.tmp"));
+                EXPECT_TRUE(f.open(QIODevice::ReadWrite));
+                if (change > 0) {
+                    f.seek(f.size());
+                    f.write(more);
+                } else {
+                    EXPECT_TRUE(f.resize(text.size() + change));
+                }
+            }
+            return true;
+        };
+        QByteArray got;
+        LinePiece piece;
+        while (reader.next(piece))
+            got += QByteArray(piece.text.data(), qsizetype(piece.text.size())) +
+                   (piece.last ? "\r\n" : "");
+        EXPECT_FALSE(reader.readFailed());
+        const QByteArray expected =
+            change > 0 ? text + more + "\r\n" : text.left(text.size() + change);
+        // A line cut in the middle comes out with a line end of its own.
+        EXPECT_EQ(got.left(expected.size()), expected);
+        EXPECT_LE(got.size(), expected.size() + 2);
+    }
 }
 
 // A line over the limit comes in pieces; pieces after the first are no lines
