@@ -1,4 +1,5 @@
 #include "attachments/uu_base64.h"
+#include "attachments/vector_level.h"
 
 #include <array>
 
@@ -55,6 +56,10 @@ const bool kHaveAvx2 = [] {
     __builtin_cpu_init();
     return __builtin_cpu_supports("avx2") != 0;
 }();
+
+bool useAvx2() {
+    return kHaveAvx2 && vectorLevel() >= VectorLevel::Avx2;
+}
 
 // The kernels are inlined into the block loop below, which keeps their
 // constants in registers across a line.
@@ -156,7 +161,7 @@ std::string_view trimRight(std::string_view s) {
 bool uuDecodeQuads(const unsigned char* in, std::size_t size, unsigned char* out) {
     std::size_t i = 0;
 #if ZANDERFELL_X86
-    if (kHaveAvx2) i = decodeBlocks<uuDecode32>(in, size, out);
+    if (useAvx2()) i = decodeBlocks<uuDecode32>(in, size, out);
 #endif
     unsigned bad = 0;
     for (unsigned char* o = out + i / 4 * 3; i < size; i += 4, o += 3) {
@@ -172,7 +177,7 @@ bool uuDecodeQuads(const unsigned char* in, std::size_t size, unsigned char* out
 bool base64DecodeQuads(const unsigned char* in, std::size_t size, unsigned char* out) {
     std::size_t i = 0;
 #if ZANDERFELL_X86
-    if (kHaveAvx2) i = decodeBlocks<base64Decode32>(in, size, out);
+    if (useAvx2()) i = decodeBlocks<base64Decode32>(in, size, out);
 #endif
     for (unsigned char* o = out + i / 4 * 3; i < size; i += 4, o += 3) {
         const std::uint32_t v =
@@ -280,7 +285,7 @@ long base64DecodeLine(Base64State& state, std::string_view line, unsigned char* 
     while (p < end) {
         if (count == 0) {
 #if ZANDERFELL_X86
-            if (kHaveAvx2) {
+            if (useAvx2()) {
                 const std::size_t done =
                     decodeBlocks<base64Decode32>(p, std::size_t(end - p) & ~std::size_t(3), o);
                 p += done;

@@ -1,6 +1,7 @@
 #include "attachments/decode_stream.h"
 #include "attachments/decoder.h"
 #include "attachments/uu_base64.h"
+#include "attachments/vector_level.h"
 #include "attachments/yenc.h"
 #include "fixtures/encoders.h"
 #include "test_data.h"
@@ -72,6 +73,17 @@ QByteArray sextets(std::string_view chars, std::string_view digits) {
     return out;
 }
 
+// Runs `check` once for each vector path, the plain code included; a path
+// the processor lacks falls back to a narrower one and is run again.
+void atEveryVectorLevel(const std::function<void()>& check) {
+    for (VectorLevel level : {VectorLevel::Plain, VectorLevel::Avx2, VectorLevel::Avx512}) {
+        SCOPED_TRACE(int(level));
+        const VectorLevel before = limitVectorLevel(level);
+        check();
+        limitVectorLevel(before);
+    }
+}
+
 class DecoderTest : public ::testing::Test {
 protected:
     DecoderTest() { QDir(dir.path()).mkdir("out"); }
@@ -110,85 +122,109 @@ protected:
 // escapes, CR and LF at any position and density, and on any split of the
 // input; the output buffer is exactly as long as the input.
 TEST(LineDecoders, YencDecodeMatchesPlainRuleAtAnyPositionAndSplit) {
-    std::mt19937 gen(7);
-    for (int round = 0; round < 4000; ++round) {
-        std::vector<unsigned char> in(gen() % 300);
-        const unsigned density = 4u << (round % 4); // specials 1 in 4 .. 1 in 32
-        for (auto& c : in) {
-            const unsigned r = gen() % density;
-            c = r == 0 ? '=' : r == 1 ? '\r' : r == 2 ? '\n' : static_cast<unsigned char>(gen());
+    atEveryVectorLevel([] {
+        std::mt19937 gen(7);
+        for (int round = 0; round < 4000; ++round) {
+            std::vector<unsigned char> in(gen() % 300);
+            const unsigned density = 4u << (round % 4); // specials 1 in 4 .. 1 in 32
+            for (auto& c : in) {
+                const unsigned r = gen() % density;
+                c = r == 0   ? '='
+                    : r == 1 ? '\r'
+                    : r == 2 ? '\n'
+                             : static_cast<unsigned char>(gen());
+            }
+            QByteArray expected;
+            bool esc = false;
+            for (unsigned char c : in) {
+                if (c == '\r' || c == '\n') continue;
+                if (esc || c != '=') expected += static_cast<char>(c - (esc ? 106 : 42));
+                esc = !esc && c == '=';
+            }
+            const std::string_view text(reinterpret_cast<const char*>(in.data()), in.size());
+            const std::size_t split = gen() % (in.size() + 1);
+            auto out = std::make_unique<unsigned char[]>(in.size());
+            bool escape = false;
+            std::size_t n = yencDecode(text.substr(0, split), out.get(), escape);
+            n += yencDecode(text.substr(split), out.get() + n, escape);
+            ASSERT_EQ(QByteArray(reinterpret_cast<char*>(out.get()), qsizetype(n)), expected)
+                << "round " << round;
+            EXPECT_EQ(escape, esc);
         }
-        QByteArray expected;
-        bool esc = false;
-        for (unsigned char c : in) {
-            if (c == '\r' || c == '\n') continue;
-            if (esc || c != '=') expected += static_cast<char>(c - (esc ? 106 : 42));
-            esc = !esc && c == '=';
+    });
+}
+
+// The folding CRC paths against the byte table, at every length around
+// their block sizes (16, 64, 256) and continued from any value.
+TEST(LineDecoders, Crc32MatchesTheByteTableAtEveryLength) {
+    const QByteArray data = randomBytes(1200, 21);
+    const auto* bytes = reinterpret_cast<const unsigned char*>(data.constData());
+    atEveryVectorLevel([&] {
+        for (std::size_t size = 0; size <= 1100; ++size) {
+            const std::size_t at = size % 13;
+            const std::uint32_t start = std::uint32_t(size) * 0x9E3779B9u;
+            ASSERT_EQ(
+                crc32Update(start, bytes + at, size),
+                yencTestCrc32(QByteArrayView(data).sliced(qsizetype(at), qsizetype(size)), start))
+                << size;
         }
-        const std::string_view text(reinterpret_cast<const char*>(in.data()), in.size());
-        const std::size_t split = gen() % (in.size() + 1);
-        auto out = std::make_unique<unsigned char[]>(in.size());
-        bool escape = false;
-        std::size_t n = yencDecode(text.substr(0, split), out.get(), escape);
-        n += yencDecode(text.substr(split), out.get() + n, escape);
-        ASSERT_EQ(QByteArray(reinterpret_cast<char*>(out.get()), qsizetype(n)), expected)
-            << "round " << round;
-        EXPECT_EQ(escape, esc);
-    }
+    });
 }
 
 // Any byte at any position of a full-width line: a foreign one must make the
 // line (and a run of such lines) stop there, valid ones decode by the plain
 // rule.
 TEST(LineDecoders, WideKernelsCheckEveryPosition) {
-    const std::string b64Digits =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string uuDigits, uu = "M", b64;
-    for (char c = ' '; c <= '`'; ++c)
-        uuDigits += c;
-    for (std::size_t i = 0; i < 76; ++i) {
-        uu += uuDigits[i * 7 % 65];
-        b64 += b64Digits[i * 11 % 64];
-    }
-    uu.resize(61);
-    unsigned char out[256];
-    std::size_t written = 0;
-    auto bytes = [&](std::size_t n) {
-        return QByteArray(reinterpret_cast<char*>(out), qsizetype(n));
-    };
-    // A longer line is left to the line path, which knows its rules.
-    EXPECT_EQ(uuDecodeFullLines(uu + "`\n" + uu + "\n", out, written), 0u);
-    EXPECT_EQ(base64DecodeLines(b64 + " \r\n" + b64 + "\n", 76, out, written), 0u);
-    for (std::size_t k = 0; k < 76; ++k) {
-        for (int b = 0; b < 256; ++b) {
-            if (k < 60) {
-                std::string line = uu;
-                line[k + 1] = static_cast<char>(b);
-                const bool valid = b >= ' ' && b <= '`';
-                const int n = uuDecodeLine(line, out);
-                ASSERT_EQ(n >= 0, valid) << k << " " << b;
-                if (valid) {
-                    ASSERT_EQ(bytes(n), sextets(line.substr(1), uuDigits));
-                }
-                const std::string run = uu + "\r\n" + line + "\n" + uu + "\n";
-                ASSERT_EQ(uuDecodeFullLines(run, out, written), valid ? run.size() : 63u);
-            }
-            std::string line = b64;
-            line[k] = static_cast<char>(b);
-            const bool valid = b64Digits.find(static_cast<char>(b)) != std::string::npos;
-            Base64State s;
-            const long n = base64DecodeLine(s, line, out);
-            // At the end, padding and trailing blanks still make a data line.
-            const bool endsWell =
-                k == 75 && std::string_view("= \t\r").find(char(b)) != std::string_view::npos;
-            ASSERT_EQ(n >= 0, valid || endsWell) << k << " " << b;
-            if (valid) {
-                ASSERT_EQ(bytes(n), sextets(line, b64Digits));
-            }
-            const std::string run = b64 + "\n" + line + "\r\n" + b64 + "\n";
-            ASSERT_EQ(base64DecodeLines(run, 76, out, written), valid ? run.size() : 77u);
+    atEveryVectorLevel([] {
+        const std::string b64Digits =
+            "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+        std::string uuDigits, uu = "M", b64;
+        for (char c = ' '; c <= '`'; ++c)
+            uuDigits += c;
+        for (std::size_t i = 0; i < 76; ++i) {
+            uu += uuDigits[i * 7 % 65];
+            b64 += b64Digits[i * 11 % 64];
         }
-    }
+        uu.resize(61);
+        unsigned char out[256];
+        std::size_t written = 0;
+        auto bytes = [&](std::size_t n) {
+            return QByteArray(reinterpret_cast<char*>(out), qsizetype(n));
+        };
+        // A longer line is left to the line path, which knows its rules.
+        EXPECT_EQ(uuDecodeFullLines(uu + "`\n" + uu + "\n", out, written), 0u);
+        EXPECT_EQ(base64DecodeLines(b64 + " \r\n" + b64 + "\n", 76, out, written), 0u);
+        for (std::size_t k = 0; k < 76; ++k) {
+            for (int b = 0; b < 256; ++b) {
+                if (k < 60) {
+                    std::string line = uu;
+                    line[k + 1] = static_cast<char>(b);
+                    const bool valid = b >= ' ' && b <= '`';
+                    const int n = uuDecodeLine(line, out);
+                    ASSERT_EQ(n >= 0, valid) << k << " " << b;
+                    if (valid) {
+                        ASSERT_EQ(bytes(n), sextets(line.substr(1), uuDigits));
+                    }
+                    const std::string run = uu + "\r\n" + line + "\n" + uu + "\n";
+                    ASSERT_EQ(uuDecodeFullLines(run, out, written), valid ? run.size() : 63u);
+                }
+                std::string line = b64;
+                line[k] = static_cast<char>(b);
+                const bool valid = b64Digits.find(static_cast<char>(b)) != std::string::npos;
+                Base64State s;
+                const long n = base64DecodeLine(s, line, out);
+                // At the end, padding and trailing blanks still make a data line.
+                const bool endsWell =
+                    k == 75 && std::string_view("= \t\r").find(char(b)) != std::string_view::npos;
+                ASSERT_EQ(n >= 0, valid || endsWell) << k << " " << b;
+                if (valid) {
+                    ASSERT_EQ(bytes(n), sextets(line, b64Digits));
+                }
+                const std::string run = b64 + "\n" + line + "\r\n" + b64 + "\n";
+                ASSERT_EQ(base64DecodeLines(run, 76, out, written), valid ? run.size() : 77u);
+            }
+        }
+    });
 }
 
 // Encoders that leave a line's last group unpadded, or end it in a checksum
