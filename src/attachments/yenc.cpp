@@ -189,6 +189,21 @@ const bool kHaveAvx512 = [] {
            __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("popcnt");
 }();
 
+// The keyword search 64 bytes at a time.
+__attribute__((target("avx512f,avx512bw"))) std::size_t
+findKeywordAvx512(const char* p, std::size_t n, std::size_t& i) {
+    for (; i + 66 <= n; i += 64) {
+        const __mmask64 newline =
+            _mm512_cmpeq_epi8_mask(_mm512_loadu_si512(p + i), _mm512_set1_epi8('\n'));
+        const __mmask64 equals = _mm512_mask_cmpeq_epi8_mask(newline, _mm512_loadu_si512(p + i + 1),
+                                                             _mm512_set1_epi8('='));
+        const __mmask64 hits = _mm512_mask_cmpeq_epi8_mask(equals, _mm512_loadu_si512(p + i + 2),
+                                                           _mm512_set1_epi8('y'));
+        if (hits) return i + static_cast<std::size_t>(__builtin_ctzll(hits));
+    }
+    return n;
+}
+
 // The same rule 64 bytes at a time, where the processor packs the kept bytes
 // itself (vpcompressb). Masked loads and stores take the tail, so the output
 // needs no more room than the input.
@@ -255,7 +270,9 @@ std::size_t findYencKeywordLine(std::string_view text) {
     std::size_t i = 0;
 #if ZANDERFELL_X86
     if (kHaveAvx2 && vectorLevel() >= VectorLevel::Avx2) {
-        const std::size_t hit = findKeywordAvx2(p, n, i);
+        const std::size_t hit = kHaveAvx512 && vectorLevel() >= VectorLevel::Avx512
+                                    ? findKeywordAvx512(p, n, i)
+                                    : findKeywordAvx2(p, n, i);
         if (hit < n) return hit + 1;
     }
 #endif

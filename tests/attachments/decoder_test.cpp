@@ -120,7 +120,8 @@ protected:
 
 // The vector paths must agree with the plain meaning of yEnc on any mix of
 // escapes, CR and LF at any position and density, and on any split of the
-// input; the output buffer is exactly as long as the input.
+// input; the output buffer is exactly as long as the input. So must the
+// search for the next keyword line.
 TEST(LineDecoders, YencDecodeMatchesPlainRuleAtAnyPositionAndSplit) {
     atEveryVectorLevel([] {
         std::mt19937 gen(7);
@@ -150,6 +151,16 @@ TEST(LineDecoders, YencDecodeMatchesPlainRuleAtAnyPositionAndSplit) {
             ASSERT_EQ(QByteArray(reinterpret_cast<char*>(out.get()), qsizetype(n)), expected)
                 << "round " << round;
             EXPECT_EQ(escape, esc);
+
+            // The keyword search over the same bytes with a "=y" line start
+            // put in, or a near miss ("\n=x", "\r=y") to pass over.
+            const char* const marks[] = {"\n=y", "\n=x", "\r=y"};
+            std::string withMark(text);
+            withMark.insert(gen() % (in.size() + 1), marks[round % 3]);
+            std::size_t plain = withMark.starts_with("=y") ? 0 : withMark.size();
+            for (std::size_t i = 0; plain == withMark.size() && i + 2 < withMark.size(); ++i)
+                if (withMark.compare(i, 3, "\n=y") == 0) plain = i + 1;
+            ASSERT_EQ(findYencKeywordLine(withMark), plain) << "round " << round;
         }
     });
 }
