@@ -216,6 +216,9 @@ DecodeOutcome decodeFile(const QString& inPath, const QString& outPath,
         outcome.detail = sink.errorText();
         return outcome;
     }
+    // Decoded, yEnc is a little smaller than its input, uuencode and base64
+    // about three quarters of theirs.
+    sink.preallocate(options.encoding == Encoding::Yenc ? total : total / 4 * 3);
 
     DecodeResult result = DecodeResult::NoBinaryData;
     switch (options.encoding) {

@@ -104,6 +104,9 @@ public:
     ~OutputSink();
 
     bool open(const QString& path);
+    // Sets aside room on the disk for about `bytes` of output; what is left
+    // over is given back when the file is kept.
+    void preallocate(qint64 bytes);
     unsigned char* reserve(std::size_t bytes);
     void commit(std::size_t bytes) { used_ += bytes; }
     // Moves the write position; yEnc places each part at its own offset.
@@ -149,6 +152,7 @@ private:
     bool crcEnabled_ = false;
     std::atomic<bool> failed_ = false;
     bool targetExists_ = false;
+    bool preallocated_ = false;
     QString errorText_; // set before failed_, by whichever thread failed
 
     // The hand-over to the writer thread: one block at a time.

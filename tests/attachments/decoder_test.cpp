@@ -21,6 +21,7 @@
 #include <memory>
 #include <random>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -461,7 +462,8 @@ TEST_F(DecoderTest, DamagedCutShortOrJunkInputFailsCleanly) {
 }
 
 // A file of several output blocks goes through the writer thread: parts out
-// of order land at their offsets and their CRCs still hold. A disk that
+// of order land at their offsets and their CRCs still hold, and the room
+// set aside for the output is no more than the file once it is done. A disk that
 // fills up in the middle fails the run with the system's reason and leaves
 // nothing (a full disk is a file-size limit here, as in the download test).
 TEST_F(DecoderTest, LargeFileThroughTheWriterThreadAndADiskThatFillsUp) {
@@ -472,6 +474,15 @@ TEST_F(DecoderTest, LargeFileThroughTheWriterThreadAndADiskThatFillsUp) {
     std::swap(post[1], post[4]);
     EXPECT_EQ(decode(tempFileOf(post), Encoding::Yenc), data);
     EXPECT_EQ(outcome.result, DecodeResult::Ok) << outcome.detail.toStdString();
+    // Room is set aside by the size of the input; text around the data makes
+    // that far too much, and what is left over must not stay with the file.
+    QByteArray noise;
+    for (int i = 0; noise.size() < 3000000; ++i)
+        noise += "a line of text around the data, number " + QByteArray::number(i) + "\r\n";
+    EXPECT_EQ(decode(noise + tempFileOf(post) + noise, Encoding::Yenc), data);
+    struct stat st {};
+    ASSERT_EQ(::stat(QFile::encodeName(path("out/out.bin")).constData(), &st), 0);
+    EXPECT_LT(qint64(st.st_blocks) * 512, data.size() + 1000000);
 
     const auto oldSignal = std::signal(SIGXFSZ, SIG_IGN);
     rlimit unlimited{};
