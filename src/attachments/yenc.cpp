@@ -189,7 +189,7 @@ const bool kHaveAvx512 = [] {
            __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("popcnt");
 }();
 
-// The keyword search 64 bytes at a time.
+// findKeywordAvx2 64 bytes at a time.
 __attribute__((target("avx512f,avx512bw"))) std::size_t
 findKeywordAvx512(const char* p, std::size_t n, std::size_t& i) {
     for (; i + 66 <= n; i += 64) {
@@ -204,8 +204,8 @@ findKeywordAvx512(const char* p, std::size_t n, std::size_t& i) {
     return n;
 }
 
-// The same rule 64 bytes at a time, where the processor packs the kept bytes
-// itself (vpcompressb). Masked loads and stores take the tail, so the output
+// decodeBlock's rule 64 bytes at a time, where the processor packs the kept
+// bytes itself (vpcompressb). Masked loads and stores take the tail, so the output
 // needs no more room than the input.
 __attribute__((target("avx512f,avx512bw,avx512vbmi2,popcnt"))) std::size_t
 yencDecodeAvx512(const unsigned char* in, std::size_t n, unsigned char* out, bool& escape) {
