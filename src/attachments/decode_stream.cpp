@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace {
@@ -271,16 +272,24 @@ void OutputSink::flush() {
     if (used_ > 0 && !failed()) {
         if (!buffers_[1]) {
             buffers_[1].reset(new unsigned char[capacity_]);
-            writer_ = std::thread([this] { writerLoop(); });
+            // Without a thread to be had, the blocks are written here.
+            try {
+                writer_ = std::thread([this] { writerLoop(); });
+            } catch (const std::system_error&) {
+            }
         }
-        std::unique_lock lock(mutex_);
-        changed_.wait(lock, [this] { return !pending_; });
-        pending_ = buffer_;
-        pendingSize_ = used_;
-        pendingAt_ = flushedTo_;
-        changed_.notify_all();
-        lock.unlock();
-        buffer_ = buffer_ == buffers_[0].get() ? buffers_[1].get() : buffers_[0].get();
+        if (!writer_.joinable()) {
+            writeBlock(buffer_, used_, flushedTo_);
+        } else {
+            std::unique_lock lock(mutex_);
+            changed_.wait(lock, [this] { return !pending_; });
+            pending_ = buffer_;
+            pendingSize_ = used_;
+            pendingAt_ = flushedTo_;
+            changed_.notify_all();
+            lock.unlock();
+            buffer_ = buffer_ == buffers_[0].get() ? buffers_[1].get() : buffers_[0].get();
+        }
     }
     flushedTo_ += qint64(used_);
     used_ = 0;
