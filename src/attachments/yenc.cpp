@@ -1,10 +1,12 @@
 #include "attachments/yenc.h"
+#include "attachments/vector_level.h"
 
 #if defined(__x86_64__) || defined(__i386__)
 #include <immintrin.h>
 #define ZANDERFELL_X86 1
 #endif
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -181,6 +183,63 @@ __attribute__((target("avx2"))) std::size_t findKeywordAvx2(const char* p, std::
 
 #undef AVX2_KERNEL
 
+const bool kHaveAvx512 = [] {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+           __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("popcnt");
+}();
+
+// findKeywordAvx2 64 bytes at a time.
+__attribute__((target("avx512f,avx512bw"))) std::size_t
+findKeywordAvx512(const char* p, std::size_t n, std::size_t& i) {
+    for (; i + 66 <= n; i += 64) {
+        const __mmask64 newline =
+            _mm512_cmpeq_epi8_mask(_mm512_loadu_si512(p + i), _mm512_set1_epi8('\n'));
+        const __mmask64 equals = _mm512_mask_cmpeq_epi8_mask(newline, _mm512_loadu_si512(p + i + 1),
+                                                             _mm512_set1_epi8('='));
+        const __mmask64 hits = _mm512_mask_cmpeq_epi8_mask(equals, _mm512_loadu_si512(p + i + 2),
+                                                           _mm512_set1_epi8('y'));
+        if (hits) return i + static_cast<std::size_t>(__builtin_ctzll(hits));
+    }
+    return n;
+}
+
+// decodeBlock's rule 64 bytes at a time, where the processor packs the kept
+// bytes itself (vpcompressb). Masked loads and stores take the tail, so the output
+// needs no more room than the input.
+__attribute__((target("avx512f,avx512bw,avx512vbmi2,popcnt"))) std::size_t
+yencDecodeAvx512(const unsigned char* in, std::size_t n, unsigned char* out, bool& escape) {
+    std::size_t i = 0, o = 0;
+    while (i < n) {
+        const std::size_t count = std::min<std::size_t>(n - i, 64);
+        const __mmask64 real = count == 64 ? ~__mmask64(0) : (__mmask64(1) << count) - 1;
+        const __m512i v = _mm512_maskz_loadu_epi8(real, in + i);
+        const __mmask64 eq = _mm512_cmpeq_epi8_mask(v, _mm512_set1_epi8('='));
+        const __mmask64 lineEnd = _mm512_cmpeq_epi8_mask(v, _mm512_set1_epi8('\r')) |
+                                  _mm512_cmpeq_epi8_mask(v, _mm512_set1_epi8('\n'));
+        const __mmask64 escaped = (eq << 1) | __mmask64(escape);
+        // "==" or an escaped CR/LF: the plain loop, as in the 32-byte kernel.
+        if (escaped & (eq | lineEnd) & real) {
+            for (const std::size_t stop = i + count; i < stop;)
+                yencSlowStep(in, i, out, o, escape);
+            continue;
+        }
+        __m512i bytes = _mm512_sub_epi8(v, _mm512_set1_epi8(42));
+        bytes = _mm512_mask_sub_epi8(bytes, escaped, bytes, _mm512_set1_epi8(64));
+        const __mmask64 keep = ~(eq | lineEnd) & real;
+        const __m512i packed = _mm512_maskz_compress_epi8(keep, bytes);
+        const auto kept = static_cast<std::size_t>(__builtin_popcountll(keep));
+        if (count == 64)
+            _mm512_storeu_si512(out + o, packed); // o + 64 <= i + 64 <= n
+        else
+            _mm512_mask_storeu_epi8(out + o, (__mmask64(1) << kept) - 1, packed);
+        o += kept;
+        escape = (eq >> (count - 1)) & 1;
+        i += count;
+    }
+    return o;
+}
+
 #endif
 
 std::size_t yencDecodeScalar(const unsigned char* in, std::size_t n, unsigned char* out,
@@ -196,7 +255,10 @@ std::size_t yencDecodeScalar(const unsigned char* in, std::size_t n, unsigned ch
 std::size_t yencDecode(std::string_view in, unsigned char* out, bool& escape) {
     const auto* p = reinterpret_cast<const unsigned char*>(in.data());
 #if ZANDERFELL_X86
-    if (kHaveAvx2) return yencDecodeAvx2(p, in.size(), out, escape);
+    const VectorLevel level = vectorLevel();
+    if (kHaveAvx512 && level >= VectorLevel::Avx512)
+        return yencDecodeAvx512(p, in.size(), out, escape);
+    if (kHaveAvx2 && level >= VectorLevel::Avx2) return yencDecodeAvx2(p, in.size(), out, escape);
 #endif
     return yencDecodeScalar(p, in.size(), out, escape);
 }
@@ -207,8 +269,10 @@ std::size_t findYencKeywordLine(std::string_view text) {
     if (text.starts_with("=y")) return 0;
     std::size_t i = 0;
 #if ZANDERFELL_X86
-    if (kHaveAvx2) {
-        const std::size_t hit = findKeywordAvx2(p, n, i);
+    if (kHaveAvx2 && vectorLevel() >= VectorLevel::Avx2) {
+        const std::size_t hit = kHaveAvx512 && vectorLevel() >= VectorLevel::Avx512
+                                    ? findKeywordAvx512(p, n, i)
+                                    : findKeywordAvx2(p, n, i);
         if (hit < n) return hit + 1;
     }
 #endif

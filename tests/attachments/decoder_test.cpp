@@ -1,5 +1,7 @@
+#include "attachments/decode_stream.h"
 #include "attachments/decoder.h"
 #include "attachments/uu_base64.h"
+#include "attachments/vector_level.h"
 #include "attachments/yenc.h"
 #include "fixtures/encoders.h"
 #include "test_data.h"
@@ -13,10 +15,13 @@
 #include <QTemporaryDir>
 #include <QThread>
 #include <algorithm>
+#include <csignal>
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <random>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -69,6 +74,17 @@ QByteArray sextets(std::string_view chars, std::string_view digits) {
     return out;
 }
 
+// Runs `check` once for each vector path, the plain code included; a path
+// the processor lacks falls back to a narrower one and is run again.
+void atEveryVectorLevel(const std::function<void()>& check) {
+    for (VectorLevel level : {VectorLevel::Plain, VectorLevel::Avx2, VectorLevel::Avx512}) {
+        SCOPED_TRACE(int(level));
+        const VectorLevel before = limitVectorLevel(level);
+        check();
+        limitVectorLevel(before);
+    }
+}
+
 class DecoderTest : public ::testing::Test {
 protected:
     DecoderTest() { QDir(dir.path()).mkdir("out"); }
@@ -105,87 +121,122 @@ protected:
 
 // The vector paths must agree with the plain meaning of yEnc on any mix of
 // escapes, CR and LF at any position and density, and on any split of the
-// input; the output buffer is exactly as long as the input.
+// input; the output buffer is exactly as long as the input. So must the
+// search for the next keyword line.
 TEST(LineDecoders, YencDecodeMatchesPlainRuleAtAnyPositionAndSplit) {
-    std::mt19937 gen(7);
-    for (int round = 0; round < 4000; ++round) {
-        std::vector<unsigned char> in(gen() % 300);
-        const unsigned density = 4u << (round % 4); // specials 1 in 4 .. 1 in 32
-        for (auto& c : in) {
-            const unsigned r = gen() % density;
-            c = r == 0 ? '=' : r == 1 ? '\r' : r == 2 ? '\n' : static_cast<unsigned char>(gen());
+    atEveryVectorLevel([] {
+        std::mt19937 gen(7);
+        for (int round = 0; round < 4000; ++round) {
+            std::vector<unsigned char> in(gen() % 300);
+            const unsigned density = 4u << (round % 4); // specials 1 in 4 .. 1 in 32
+            for (auto& c : in) {
+                const unsigned r = gen() % density;
+                c = r == 0   ? '='
+                    : r == 1 ? '\r'
+                    : r == 2 ? '\n'
+                             : static_cast<unsigned char>(gen());
+            }
+            QByteArray expected;
+            bool esc = false;
+            for (unsigned char c : in) {
+                if (c == '\r' || c == '\n') continue;
+                if (esc || c != '=') expected += static_cast<char>(c - (esc ? 106 : 42));
+                esc = !esc && c == '=';
+            }
+            const std::string_view text(reinterpret_cast<const char*>(in.data()), in.size());
+            const std::size_t split = gen() % (in.size() + 1);
+            auto out = std::make_unique<unsigned char[]>(in.size());
+            bool escape = false;
+            std::size_t n = yencDecode(text.substr(0, split), out.get(), escape);
+            n += yencDecode(text.substr(split), out.get() + n, escape);
+            ASSERT_EQ(QByteArray(reinterpret_cast<char*>(out.get()), qsizetype(n)), expected)
+                << "round " << round;
+            EXPECT_EQ(escape, esc);
+
+            // The keyword search over the same bytes with a "=y" line start
+            // put in, or a near miss ("\n=x", "\r=y") to pass over.
+            const char* const marks[] = {"\n=y", "\n=x", "\r=y"};
+            std::string withMark(text);
+            withMark.insert(gen() % (in.size() + 1), marks[round % 3]);
+            std::size_t plain = withMark.starts_with("=y") ? 0 : withMark.size();
+            for (std::size_t i = 0; plain == withMark.size() && i + 2 < withMark.size(); ++i)
+                if (withMark.compare(i, 3, "\n=y") == 0) plain = i + 1;
+            ASSERT_EQ(findYencKeywordLine(withMark), plain) << "round " << round;
         }
-        QByteArray expected;
-        bool esc = false;
-        for (unsigned char c : in) {
-            if (c == '\r' || c == '\n') continue;
-            if (esc || c != '=') expected += static_cast<char>(c - (esc ? 106 : 42));
-            esc = !esc && c == '=';
+    });
+}
+
+// The folding CRC paths against the byte table, at every length around
+// their block sizes (16, 64, 256) and continued from any value.
+TEST(LineDecoders, Crc32MatchesTheByteTableAtEveryLength) {
+    const QByteArray data = randomBytes(1200, 21);
+    const auto* bytes = reinterpret_cast<const unsigned char*>(data.constData());
+    atEveryVectorLevel([&] {
+        for (std::size_t size = 0; size <= 1100; ++size) {
+            const std::size_t at = size % 13;
+            const std::uint32_t start = std::uint32_t(size) * 0x9E3779B9u;
+            ASSERT_EQ(
+                crc32Update(start, bytes + at, size),
+                yencTestCrc32(QByteArrayView(data).sliced(qsizetype(at), qsizetype(size)), start))
+                << size;
         }
-        const std::string_view text(reinterpret_cast<const char*>(in.data()), in.size());
-        const std::size_t split = gen() % (in.size() + 1);
-        auto out = std::make_unique<unsigned char[]>(in.size());
-        bool escape = false;
-        std::size_t n = yencDecode(text.substr(0, split), out.get(), escape);
-        n += yencDecode(text.substr(split), out.get() + n, escape);
-        ASSERT_EQ(QByteArray(reinterpret_cast<char*>(out.get()), qsizetype(n)), expected)
-            << "round " << round;
-        EXPECT_EQ(escape, esc);
-    }
+    });
 }
 
 // Any byte at any position of a full-width line: a foreign one must make the
 // line (and a run of such lines) stop there, valid ones decode by the plain
 // rule.
 TEST(LineDecoders, WideKernelsCheckEveryPosition) {
-    const std::string b64Digits =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string uuDigits, uu = "M", b64;
-    for (char c = ' '; c <= '`'; ++c)
-        uuDigits += c;
-    for (std::size_t i = 0; i < 76; ++i) {
-        uu += uuDigits[i * 7 % 65];
-        b64 += b64Digits[i * 11 % 64];
-    }
-    uu.resize(61);
-    unsigned char out[256];
-    std::size_t written = 0;
-    auto bytes = [&](std::size_t n) {
-        return QByteArray(reinterpret_cast<char*>(out), qsizetype(n));
-    };
-    // A longer line is left to the line path, which knows its rules.
-    EXPECT_EQ(uuDecodeFullLines(uu + "`\n" + uu + "\n", out, written), 0u);
-    EXPECT_EQ(base64DecodeLines(b64 + " \r\n" + b64 + "\n", 76, out, written), 0u);
-    for (std::size_t k = 0; k < 76; ++k) {
-        for (int b = 0; b < 256; ++b) {
-            if (k < 60) {
-                std::string line = uu;
-                line[k + 1] = static_cast<char>(b);
-                const bool valid = b >= ' ' && b <= '`';
-                const int n = uuDecodeLine(line, out);
-                ASSERT_EQ(n >= 0, valid) << k << " " << b;
-                if (valid) {
-                    ASSERT_EQ(bytes(n), sextets(line.substr(1), uuDigits));
-                }
-                const std::string run = uu + "\r\n" + line + "\n" + uu + "\n";
-                ASSERT_EQ(uuDecodeFullLines(run, out, written), valid ? run.size() : 63u);
-            }
-            std::string line = b64;
-            line[k] = static_cast<char>(b);
-            const bool valid = b64Digits.find(static_cast<char>(b)) != std::string::npos;
-            Base64State s;
-            const long n = base64DecodeLine(s, line, out);
-            // At the end, padding and trailing blanks still make a data line.
-            const bool endsWell =
-                k == 75 && std::string_view("= \t\r").find(char(b)) != std::string_view::npos;
-            ASSERT_EQ(n >= 0, valid || endsWell) << k << " " << b;
-            if (valid) {
-                ASSERT_EQ(bytes(n), sextets(line, b64Digits));
-            }
-            const std::string run = b64 + "\n" + line + "\r\n" + b64 + "\n";
-            ASSERT_EQ(base64DecodeLines(run, 76, out, written), valid ? run.size() : 77u);
+    atEveryVectorLevel([] {
+        const std::string b64Digits =
+            "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+        std::string uuDigits, uu = "M", b64;
+        for (char c = ' '; c <= '`'; ++c)
+            uuDigits += c;
+        for (std::size_t i = 0; i < 76; ++i) {
+            uu += uuDigits[i * 7 % 65];
+            b64 += b64Digits[i * 11 % 64];
         }
-    }
+        uu.resize(61);
+        unsigned char out[256];
+        std::size_t written = 0;
+        auto bytes = [&](std::size_t n) {
+            return QByteArray(reinterpret_cast<char*>(out), qsizetype(n));
+        };
+        // A longer line is left to the line path, which knows its rules.
+        EXPECT_EQ(uuDecodeFullLines(uu + "`\n" + uu + "\n", out, written), 0u);
+        EXPECT_EQ(base64DecodeLines(b64 + " \r\n" + b64 + "\n", 76, out, written), 0u);
+        for (std::size_t k = 0; k < 76; ++k) {
+            for (int b = 0; b < 256; ++b) {
+                if (k < 60) {
+                    std::string line = uu;
+                    line[k + 1] = static_cast<char>(b);
+                    const bool valid = b >= ' ' && b <= '`';
+                    const int n = uuDecodeLine(line, out);
+                    ASSERT_EQ(n >= 0, valid) << k << " " << b;
+                    if (valid) {
+                        ASSERT_EQ(bytes(n), sextets(line.substr(1), uuDigits));
+                    }
+                    const std::string run = uu + "\r\n" + line + "\n" + uu + "\n";
+                    ASSERT_EQ(uuDecodeFullLines(run, out, written), valid ? run.size() : 63u);
+                }
+                std::string line = b64;
+                line[k] = static_cast<char>(b);
+                const bool valid = b64Digits.find(static_cast<char>(b)) != std::string::npos;
+                Base64State s;
+                const long n = base64DecodeLine(s, line, out);
+                // At the end, padding and trailing blanks still make a data line.
+                const bool endsWell =
+                    k == 75 && std::string_view("= \t\r").find(char(b)) != std::string_view::npos;
+                ASSERT_EQ(n >= 0, valid || endsWell) << k << " " << b;
+                if (valid) {
+                    ASSERT_EQ(bytes(n), sextets(line, b64Digits));
+                }
+                const std::string run = b64 + "\n" + line + "\r\n" + b64 + "\n";
+                ASSERT_EQ(base64DecodeLines(run, 76, out, written), valid ? run.size() : 77u);
+            }
+        }
+    });
 }
 
 // Encoders that leave a line's last group unpadded, or end it in a checksum
@@ -408,6 +459,93 @@ TEST_F(DecoderTest, DamagedCutShortOrJunkInputFailsCleanly) {
     const QString longest = path("out/" + QString(251, 'n') + ".bin");
     EXPECT_EQ(decodeFile(path("in.tmp"), longest, yenc).result, DecodeResult::Ok);
     EXPECT_EQ(QFileInfo(longest).size(), data.size());
+}
+
+// A file of several output blocks goes through the writer thread: parts out
+// of order land at their offsets and their CRCs still hold, and the room
+// set aside for the output is no more than the file once it is done. A disk that
+// fills up in the middle fails the run with the system's reason and leaves
+// nothing (a full disk is a file-size limit here, as in the download test).
+TEST_F(DecoderTest, LargeFileThroughTheWriterThreadAndADiskThatFillsUp) {
+    const QList<qsizetype> sizes = {1200000, 700001, 1500000, 1, 999999};
+    const QByteArray data = randomBytes(4400001, 19);
+    QList<QByteArray> post = yencEncodeParts(data, sizes, "big.bin", 128);
+    std::swap(post[0], post[3]);
+    std::swap(post[1], post[4]);
+    EXPECT_EQ(decode(tempFileOf(post), Encoding::Yenc), data);
+    EXPECT_EQ(outcome.result, DecodeResult::Ok) << outcome.detail.toStdString();
+    // Room is set aside by the size of the input; text around the data makes
+    // that far too much, and what is left over must not stay with the file.
+    QByteArray noise;
+    for (int i = 0; noise.size() < 3000000; ++i)
+        noise += "a line of text around the data, number " + QByteArray::number(i) + "\r\n";
+    EXPECT_EQ(decode(noise + tempFileOf(post) + noise, Encoding::Yenc), data);
+    struct stat st {};
+    ASSERT_EQ(::stat(QFile::encodeName(path("out/out.bin")).constData(), &st), 0);
+    EXPECT_LT(qint64(st.st_blocks) * 512, data.size() + 1000000);
+
+    const auto oldSignal = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit unlimited{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &unlimited), 0);
+    rlimit small = unlimited;
+    small.rlim_cur = 2500000;
+    writeFile("in.tmp", tempFileOf(post)); // written before the limit
+    QFile::remove(path("out/out.bin"));
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    DecodeOptions options;
+    options.encoding = Encoding::Yenc;
+    outcome = decodeFile(path("in.tmp"), path("out/out.bin"), options);
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &unlimited), 0);
+    std::signal(SIGXFSZ, oldSignal);
+    EXPECT_EQ(outcome.result, DecodeResult::WriteError);
+    EXPECT_TRUE(outcome.detail.contains("File too large")) << outcome.detail.toStdString();
+    EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(",").toStdString();
+}
+
+// The input is mapped rather than read, but only up to the size it had at
+// the start: a file that grows meanwhile is read on to its new end, and one
+// cut shorter (which would make a mapped read fault) is read to where it
+// now ends.
+TEST_F(DecoderTest, AMappedInputThatGrowsOrShrinksWhileReadGivesWhatItHolds) {
+    QByteArray text;
+    for (int i = 0; text.size() < 100000; ++i)
+        text += "line " + QByteArray::number(i) + "\r\n";
+    for (qint64 change : {+5000, -30000, -60000}) {
+        SCOPED_TRACE(change);
+        writeFile("in.tmp", text);
+        QFile file(path("in.tmp"));
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
+        LineReader reader(file, 4096, 1024);
+        ASSERT_TRUE(reader.mapFile(file.handle()));
+        const QByteArray more(std::size_t(std::max<qint64>(change, 0)), 'm');
+        bool changed = false;
+        reader.onRead = [&](qint64 consumed) {
+            // After the first window (four reads): the next windows see it.
+            if (!changed && consumed >= 16384) {
+                changed = true;
+                QFile f(path("in.tmp"));
+                EXPECT_TRUE(f.open(QIODevice::ReadWrite));
+                if (change > 0) {
+                    f.seek(f.size());
+                    f.write(more);
+                } else {
+                    EXPECT_TRUE(f.resize(text.size() + change));
+                }
+            }
+            return true;
+        };
+        QByteArray got;
+        LinePiece piece;
+        while (reader.next(piece))
+            got += QByteArray(piece.text.data(), qsizetype(piece.text.size())) +
+                   (piece.last ? "\r\n" : "");
+        EXPECT_FALSE(reader.readFailed());
+        const QByteArray expected =
+            change > 0 ? text + more + "\r\n" : text.left(text.size() + change);
+        // A line cut in the middle comes out with a line end of its own.
+        EXPECT_EQ(got.left(expected.size()), expected);
+        EXPECT_LE(got.size(), expected.size() + 2);
+    }
 }
 
 // A line over the limit comes in pieces; pieces after the first are no lines
