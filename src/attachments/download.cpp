@@ -25,7 +25,8 @@ const QString kSubjectDL = QStringLiteral("SubjectDL");
 // The state a fetch starts from.
 void clearArticle(App& app) {
     app.LastError = 0;
-    app.MessageText.clear();
+    // The room stays: the next part is about as big.
+    app.MessageText.resize(0);
     app.beginScanFrom = 0;
     app.ybeginScanFrom = 0;
     app.SkipArticle = false;
@@ -35,7 +36,7 @@ void clearArticle(App& app) {
 // A MIME base64 attachment, seen in the first part: the decoder learns how
 // the part ends, the text keeps only its data.
 void takeBase64Body(App& app) {
-    const Base64Part part = findBase64Part(app.MessageText);
+    const Base64Part part = findBase64Part(QString::fromLatin1(app.MessageText));
     app.MDEC->setMimePart(part.boundary, part.size);
     if (part.named) app.AttachName = part.name;
     if (app.SweepScope == -1) app.setStatus(2, app.AttachName);
@@ -93,13 +94,13 @@ RowEnd fetchRow(App& app, qint32& row, qint32 last) {
         cmdDownloadMessage(app, app.PartNumbers[part]);
         if (app.HeaderField == kSubjectDL || app.SkipArticle) return RowEnd::Tidy;
 
-        if (part == 1 && isBase64Article(app.MessageText)) {
+        if (part == 1 && isBase64Article(QLatin1StringView(app.MessageText))) {
             takeBase64Body(app);
         } else if (part != 1 && part == app.PartIndex && !app.IsBase64 &&
-                   !app.MessageText.contains(QLatin1String("\n=ybegin "))) {
+                   !app.MessageText.contains("\n=ybegin ")) {
             // Whatever follows the uuencode "end" of the last part is left
             // out. yEnc parts keep theirs: a data line may start with "end".
-            const qsizetype end = app.MessageText.indexOf(QLatin1String("\r\nend"));
+            const qsizetype end = app.MessageText.indexOf("\r\nend");
             if (end >= 0) app.MessageText.truncate(end + 5);
         }
         if (!app.AttachName.isEmpty() && !app.HarvestBody) {
@@ -127,11 +128,11 @@ RowEnd fetchRow(App& app, qint32& row, qint32 last) {
 
 } // namespace
 
-bool AppendTempBody(App& app, const QString& text) {
+bool AppendTempBody(App& app, QByteArrayView text) {
     if (app.ending) return false; // the temporary files are gone for good
     QFile file(app.DestDir + app.TempFile);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered) ||
-        !writeWhole(file, text.toLatin1()) || !writeWhole(file, "\r\n")) {
+        !writeWhole(file, text) || !writeWhole(file, "\r\n")) {
         // A full disk, or a directory gone or made read-only meanwhile.
         app.LastError = -1;
         app.setStatus(2, QStringLiteral("Cannot write to ") + app.DestDir + QStringLiteral(": ") +

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArrayView>
 #include <QString>
 
 class App;
@@ -13,4 +14,4 @@ void cmdDownload(App& app, qint32& msgnum);
 void cmdDownloadMessage(App& app, qint64& msgnum);
 // Appends text and CR LF to DestDir + TempFile. A failure sets LastError
 // and shows its reason, and false is returned.
-bool AppendTempBody(App& app, const QString& text);
+bool AppendTempBody(App& app, QByteArrayView text);
