@@ -26,7 +26,7 @@ const QString kSubjectDL = QStringLiteral("SubjectDL");
 // before the next part is fetched: the decoder runs beside the fetching,
 // and one that falls behind (a slow disk) holds the download up instead of
 // letting memory grow.
-constexpr qint64 kFeedHeldBytes = 2 * 1024 * 1024;
+constexpr qint64 kFeedHeldBytes = 512 * 1024;
 
 // The state a fetch starts from.
 void clearArticle(App& app) {
