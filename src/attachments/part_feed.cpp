@@ -3,6 +3,10 @@
 #include <chrono>
 #include <cstring>
 
+namespace {
+constexpr std::size_t kSpares = 2;
+}
+
 PartFeed::PartFeed() {
     // Unbuffered: every read goes straight to readData, on the reader's thread.
     open(QIODevice::ReadOnly | QIODevice::Unbuffered);
@@ -18,8 +22,9 @@ void PartFeed::push(QByteArray&& bytes) {
 
 QByteArray PartFeed::takeSpare() {
     std::lock_guard lock(mutex_);
-    QByteArray spare = std::move(spare_);
-    spare_ = QByteArray();
+    if (spares_.empty()) return QByteArray();
+    QByteArray spare = std::move(spares_.back());
+    spares_.pop_back();
     spare.resize(0);
     return spare;
 }
@@ -69,8 +74,9 @@ qint64 PartFeed::readData(char* data, qint64 maxSize) {
         copied += n;
         offset_ += n;
         if (offset_ == front.size()) {
-            // The largest drained buffer is kept for the download to reuse.
-            if (front.capacity() > spare_.capacity()) spare_ = std::move(front);
+            // Enough drained buffers are kept for the download to reuse:
+            // one on its way in, the ones the feed may hold.
+            if (spares_.size() < kSpares && front.isDetached()) spares_.push_back(std::move(front));
             parts_.pop_front();
             offset_ = 0;
         }

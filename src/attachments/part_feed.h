@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <vector>
 
 // The articles of a post on their way from the download to the decoder's
 // thread: the download hands over each article as it completes, and the
@@ -16,8 +17,8 @@ public:
     PartFeed();
 
     // The download's side. push() takes the article's buffer; a drained one
-    // comes back from takeSpare() for the next article, so the room is
-    // allocated once per post.
+    // comes back from takeSpare() (empty when none is), so the room is
+    // allocated a few times per post, not once per article.
     void push(QByteArray&& bytes);
     QByteArray takeSpare();
     // Bytes handed over and not yet read.
@@ -44,7 +45,7 @@ private:
     std::deque<QByteArray> parts_;
     qsizetype offset_ = 0; // read so far of parts_.front()
     qint64 held_ = 0;
-    QByteArray spare_;
+    std::vector<QByteArray> spares_; // drained buffers, at most kSpares
     bool finished_ = false;
     bool abandoned_ = false;
     bool readerDone_ = false;
