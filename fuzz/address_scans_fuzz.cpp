@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     a.HarvestBody = mode & 1;
     a.HeaderField = mode & 2 ? QStringLiteral("SubjectDL") : QString();
-    a.MessageText = QString::fromLatin1(text);
+    a.MessageText = text;
     HarvestArticle(a);
 
     a.HeaderField = mode & 4 ? QStringLiteral("Path") : QStringLiteral("From");

@@ -19,13 +19,13 @@ const QLatin1String kYbeginLine("\n=ybegin ");
 // has no usable name.
 constexpr qsizetype kMaxBeginLine = 4096;
 
-bool isDigit(QChar c) {
-    return c >= u'0' && c <= u'9';
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
 }
 
 struct BeginLine {
     qsizetype at = -1; // where it starts in MessageText, -1 none
-    QStringView name;
+    QLatin1StringView name;
 };
 
 // The uuencode begin line: the first "BEGIN" in any case whose sixth
@@ -34,7 +34,7 @@ struct BeginLine {
 // block is new; the search resumes at the first place whose outcome could
 // still change, so the result is the same as a search of the whole text.
 BeginLine findUuBegin(App& app) {
-    const QString& t = app.MessageText;
+    const QLatin1StringView t(app.MessageText);
     const qsizetype n = t.size();
     qsizetype from = app.beginScanFrom;
     for (;;) {
@@ -46,13 +46,13 @@ BeginLine findUuBegin(App& app) {
         }
         app.beginScanFrom = p;
         if (p + 6 >= n) return {}; // the character that decides hasn't come
-        if (isDigit(t[p + 6])) {
+        if (isDigit(t[p + 6].toLatin1())) {
             // The name: behind the first blank from the mode digits on, up to a CR.
-            const QStringView head = QStringView(t).mid(p + 6, kMaxBeginLine);
-            const QStringView name = head.mid(head.indexOf(u' ') + 1);
+            const QLatin1StringView head = t.mid(p + 6, kMaxBeginLine);
+            const QLatin1StringView name = head.mid(head.indexOf(u' ') + 1);
             const qsizetype cr = name.indexOf(u'\r');
             if (cr >= 0) return {p, name.left(cr)};
-            return {p, head.size() < kMaxBeginLine ? name : QStringView()};
+            return {p, head.size() < kMaxBeginLine ? name : QLatin1StringView()};
         }
         from = p + 7;
     }
@@ -61,7 +61,7 @@ BeginLine findUuBegin(App& app) {
 // A yEnc begin line: a line starting "=ybegin " whose "name=" ends it. It is
 // taken once the whole line is there, since the name runs to the line's end.
 BeginLine findYencBegin(App& app) {
-    const QString& t = app.MessageText;
+    const QLatin1StringView t(app.MessageText);
     const qsizetype n = t.size();
     qsizetype from = app.ybeginScanFrom;
     for (;;) {
@@ -79,14 +79,14 @@ BeginLine findYencBegin(App& app) {
         app.ybeginScanFrom = k;
         qsizetype end = k;
         const qsizetype limit = std::min(n, k + kMaxBeginLine);
-        while (end < limit && t[end] != u'\r' && t[end] != u'\n')
+        while (end < limit && t[end].toLatin1() != '\r' && t[end].toLatin1() != '\n')
             ++end;
         if (end == n) return {};
         if (end == limit) { // no begin line, however it goes on
             from = end;
             continue;
         }
-        const QStringView line = QStringView(t).mid(k, end - k);
+        const QLatin1StringView line = t.mid(k, end - k);
         const qsizetype name = line.indexOf(QLatin1String(" name="));
         if (name >= 0) return {k, line.mid(name + 6)};
         from = end;
@@ -120,14 +120,18 @@ void findBeginLine(App& app) {
 
 QString nameFromArticle(QStringView bytes) {
     const QByteArray raw = bytes.toLatin1();
+    return nameFromArticle(QLatin1StringView(raw));
+}
+
+QString nameFromArticle(QLatin1StringView bytes) {
     QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString name = utf8.decode(raw);
-    return utf8.hasError() ? bytes.toString() : name;
+    const QString name = utf8.decode(QByteArrayView(bytes.data(), bytes.size()));
+    return utf8.hasError() ? QString(bytes) : name;
 }
 
 void ArticleData(App& app, const QByteArray& block) {
     const qsizetype before = app.MessageText.size();
-    app.MessageText.append(QLatin1String(block));
+    app.MessageText.append(block);
     if (app.articleLineStart > before) app.articleLineStart = 0; // a new article
     const qsizetype lf = block.lastIndexOf('\n');
     if (lf >= 0) app.articleLineStart = before + lf + 1;
@@ -141,9 +145,13 @@ void ArticleData(App& app, const QByteArray& block) {
         return;
     }
     if (app.HeaderField != QLatin1String("Subject")) return;
-    app.setStatus(3, u'[' + QString::number(app.PartDone) + u'/' + QString::number(app.PartCount) +
-                         u']');
-    app.setProgress(0, app.PartCount, app.PartDone);
+    // The part counter shows from the article's first block; it stays the
+    // same through the rest.
+    if (before == 0) {
+        app.setStatus(3, u'[' + QString::number(app.PartDone) + u'/' +
+                             QString::number(app.PartCount) + u']');
+        app.setProgress(0, app.PartCount, app.PartDone);
+    }
     if (app.AttachName.isEmpty() && app.SweepScope == -1) findBeginLine(app);
 }
 

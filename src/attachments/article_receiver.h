@@ -18,3 +18,4 @@ void ArticleEnd(App& app);
 // A file name read out of an article, where each character is one byte:
 // decoded as UTF-8 when the bytes are UTF-8, else taken as they are.
 QString nameFromArticle(QStringView bytes);
+QString nameFromArticle(QLatin1StringView bytes);

@@ -189,14 +189,19 @@ DecodeResult decodeBase64Stream(LineReader& reader, OutputSink& sink, const Deco
 
 DecodeOutcome decodeFile(const QString& inPath, const QString& outPath,
                          const DecodeOptions& options) {
-    DecodeOutcome outcome;
     QFile input(inPath);
     if (!input.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        DecodeOutcome outcome;
         outcome.result = DecodeResult::ReadError;
         outcome.detail = input.errorString();
         return outcome;
     }
-    const qint64 total = input.size();
+    return decodeDevice(input, input.size(), outPath, options);
+}
+
+DecodeOutcome decodeDevice(QIODevice& input, qint64 total, const QString& outPath,
+                           const DecodeOptions& options) {
+    DecodeOutcome outcome;
     const qsizetype maxLine = std::max<qsizetype>(options.maxLineLength, 1024);
     LineReader reader(input, std::max<qsizetype>(options.readBufferSize, 1), maxLine);
     // Copying the input out with read() costs about as much as decoding it.
@@ -235,7 +240,8 @@ DecodeOutcome decodeFile(const QString& inPath, const QString& outPath,
     if (reader.readFailed()) {
         result = DecodeResult::ReadError;
         outcome.detail = input.errorString();
-    } else if (reader.stopped()) {
+    } else if (reader.stopped() ||
+               (options.cancel && options.cancel->load(std::memory_order_relaxed))) {
         result = DecodeResult::Cancelled;
     } else if (sink.failed()) {
         result = DecodeResult::WriteError;

@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr int kProgressSteps = 34;
-
 // A failure before the decoder could run. The temporary file goes with the
 // name it had, and the next attachment gets a fresh one.
 void decodeFailed(App& app) {
@@ -51,22 +49,15 @@ void MDEC_End(App& app) {
 void decodeAttachment(App& app) {
     Decoder& mdec = *app.MDEC;
     app.setStatus(1, QStringLiteral("Decoding File"));
-    mdec.setKeepDamaged(false);
-    mdec.setSourcePath(app.DestDir + app.TempFile);
     app.AttachName = fileNameToWrite(app.AttachName);
-    if (app.AttachName.isEmpty()) {
+    // The decoder started with the first part (the download's feedPart);
+    // without it, there is nothing to decode.
+    if (app.AttachName.isEmpty() || !mdec.feedRunning()) {
         decodeFailed(app);
         return;
     }
-    mdec.setTargetPath(app.DestDir + app.AttachName);
-    mdec.setProgressSteps(kProgressSteps);
-    mdec.setEncoding(app.IsBase64 ? QStringLiteral("base64") : QStringLiteral("x-uuencode"));
     app.DecodeDone = false;
-    if (mdec.isRunning()) {
-        decodeFailed(app);
-        return;
-    }
-    mdec.setAction(Decoder::ActionDecode);
+    mdec.endFeed(false);
     // Closing the window stops the decode; it leaves no file behind.
     bool cancelled = false;
     while (!app.DecodeDone) {

@@ -12,6 +12,6 @@ void MDEC_Failure(App& app, int number, const QString& text);
 void MDEC_Progress(App& app, int value, int maximum);
 void MDEC_End(App& app);
 
-// Turns DestDir + TempFile into DestDir + AttachName and lists the file when
-// it is there; the decoding step of cmdDownload.
+// Ends the decoding of the post's parts into DestDir + AttachName and lists
+// the file when it is there; the decoding step of cmdDownload.
 void decodeAttachment(App& app);

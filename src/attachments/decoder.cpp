@@ -1,5 +1,7 @@
 #include "attachments/decoder.h"
 
+#include "attachments/part_feed.h"
+
 #include <QThread>
 #include <algorithm>
 
@@ -31,6 +33,7 @@ Decoder::Decoder(QObject* parent) : QObject(parent) {}
 Decoder::~Decoder() {
     if (worker_) {
         cancel_ = true;
+        if (feed_) feed_->abandon(); // a read waiting for a part ends
         worker_->wait();
         delete worker_;
     }
@@ -116,17 +119,50 @@ bool Decoder::start() {
     return true;
 }
 
+bool Decoder::startFeed(std::shared_ptr<PartFeed> feed) {
+    if (worker_ || feed_ || targetPath_.isEmpty() || !encoding_ || !feed) return false;
+    cancel_ = false;
+    quiet_ = false;
+    feed_ = std::move(feed);
+    feedOpen_ = true;
+    worker_ = QThread::create([this, options = runOptions(), feed = feed_, out = targetPath_] {
+        workerOutcome_ = decodeDevice(*feed, -1, out, options);
+        // Whatever the download still hands over is not waited for.
+        feed->readerDone();
+    });
+    connect(worker_, &QThread::finished, this, &Decoder::onWorkerFinished, Qt::QueuedConnection);
+    worker_->start();
+    return true;
+}
+
+void Decoder::endFeed(bool abandon) {
+    if (!feed_ || !feedOpen_) return;
+    feedOpen_ = false;
+    if (abandon) {
+        cancel_ = true;
+        quiet_ = true;
+        feed_->abandon();
+    } else {
+        feed_->finish();
+    }
+    if (!worker_) finishRun(workerOutcome_); // it ended before the last part
+}
+
 void Decoder::onWorkerFinished() {
     if (!worker_) return;
     worker_->wait();
     delete worker_;
     worker_ = nullptr;
+    if (feed_ && feedOpen_) return; // reported at endFeed()
     finishRun(workerOutcome_);
 }
 
 void Decoder::finishRun(const DecodeOutcome& outcome) {
     outcome_ = outcome;
-    if (outcome.result != DecodeResult::Ok) {
+    feed_.reset();
+    if (quiet_) {
+        quiet_ = false;
+    } else if (outcome.result != DecodeResult::Ok) {
         QString text = decodeResultText(outcome.result);
         if (!outcome.detail.isEmpty()) text += QStringLiteral(": ") + outcome.detail;
         emit failure(int(outcome.result), text);

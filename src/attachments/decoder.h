@@ -5,8 +5,11 @@
 #include <QString>
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <optional>
 
+class PartFeed;
+class QIODevice;
 class QThread;
 
 // What a decode run came to. The number is what the failure event carries and
@@ -69,6 +72,9 @@ struct DecodeOutcome {
 // a damaged file behind. Safe to call from any thread.
 DecodeOutcome decodeFile(const QString& inPath, const QString& outPath,
                          const DecodeOptions& options = {});
+// The same from an open device of `total` bytes (-1: not known, no progress).
+DecodeOutcome decodeDevice(QIODevice& input, qint64 total, const QString& outPath,
+                           const DecodeOptions& options = {});
 
 // The decoder control (MDEC): set up by six steps, started by the action code,
 // reporting by failure, progress and end events. By default the work runs on
@@ -95,6 +101,15 @@ public:
     // (DecodeOptions). Kept until set again; the download sets both for
     // every base64 post.
     void setMimePart(const QByteArray& boundary, qint64 announcedSize);
+
+    // A run whose source is a feed the download fills while the decoder
+    // reads it. Its failure and end events wait for endFeed(): a decode that
+    // fails early does not break into the fetching of the parts. Abandoned,
+    // the run is cancelled, leaves no file and reports no failure.
+    bool startFeed(std::shared_ptr<PartFeed> feed);
+    void endFeed(bool abandon);
+    bool feedRunning() const { return feed_ != nullptr; }
+    PartFeed* feed() const { return feed_.get(); }
 
     // Starts a run. Returns false, doing nothing, while a run is under way.
     // A set-up that cannot run gives its failure and end events at once.
@@ -127,6 +142,10 @@ private:
     qint64 announcedSize_ = -1;
     bool threaded_ = true;
     qsizetype readBufferSize_ = DecodeOptions{}.readBufferSize;
+
+    std::shared_ptr<PartFeed> feed_;
+    bool feedOpen_ = false; // the download still hands over parts
+    bool quiet_ = false;    // an abandoned run: no failure event
 
     QThread* worker_ = nullptr;
     DecodeOutcome workerOutcome_; // written by the worker, read after it has joined

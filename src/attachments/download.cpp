@@ -6,6 +6,7 @@
 #include "attachments/decoded_files.h"
 #include "attachments/decoder.h"
 #include "attachments/mime_part.h"
+#include "attachments/part_feed.h"
 #include "news/connection.h"
 #include "news/headers.h"
 #include "news/nntp_control.h"
@@ -13,7 +14,6 @@
 #include "shell/gating.h"
 #include "shell/temp_files.h"
 #include "shell/waits.h"
-#include "support/atomic_file.h"
 
 #include <QFile>
 
@@ -22,10 +22,17 @@ namespace {
 const QString kSubject = QStringLiteral("Subject");
 const QString kSubjectDL = QStringLiteral("SubjectDL");
 
+// What the decoder may hold of articles handed over and not yet decoded
+// before the next part is fetched: the decoder runs beside the fetching,
+// and one that falls behind (a slow disk) holds the download up instead of
+// letting memory grow.
+constexpr qint64 kFeedHeldBytes = 512 * 1024;
+
 // The state a fetch starts from.
 void clearArticle(App& app) {
     app.LastError = 0;
-    app.MessageText.clear();
+    // The room stays: the next part is about as big.
+    app.MessageText.resize(0);
     app.beginScanFrom = 0;
     app.ybeginScanFrom = 0;
     app.SkipArticle = false;
@@ -35,12 +42,54 @@ void clearArticle(App& app) {
 // A MIME base64 attachment, seen in the first part: the decoder learns how
 // the part ends, the text keeps only its data.
 void takeBase64Body(App& app) {
-    const Base64Part part = findBase64Part(app.MessageText);
+    const Base64Part part = findBase64Part(QString::fromLatin1(app.MessageText));
     app.MDEC->setMimePart(part.boundary, part.size);
     if (part.named) app.AttachName = part.name;
     if (app.SweepScope == -1) app.setStatus(2, app.AttachName);
     app.MessageText.remove(0, part.dataStart);
     app.IsBase64 = true;
+}
+
+// Hands the article in MessageText, and the CR LF that ends it, to the
+// decoder; the post's first part starts the decoder. A name that gives no
+// file starts nothing: the decoding step reports it.
+bool feedPart(App& app) {
+    Decoder& mdec = *app.MDEC;
+    if (!mdec.feedRunning()) {
+        const QString name = fileNameToWrite(app.AttachName);
+        if (name.isEmpty()) return true;
+        mdec.setKeepDamaged(false);
+        mdec.setTargetPath(app.DestDir + name);
+        mdec.setEncoding(app.IsBase64 ? QStringLiteral("base64") : QStringLiteral("x-uuencode"));
+        if (!mdec.startFeed(std::make_shared<PartFeed>())) {
+            app.LastError = -1;
+            app.setStatus(2, QStringLiteral("Error Decoding"));
+            return false;
+        }
+    }
+    app.MessageText.append("\r\n");
+    mdec.feed()->push(std::move(app.MessageText));
+    app.MessageText = mdec.feed()->takeSpare();
+    return true;
+}
+
+// Before the next part: the decoder catches up to kFeedHeldBytes. It is
+// always working, so the wait is short; the interface still gets its passes.
+void waitForDecoder(App& app) {
+    const Decoder& mdec = *app.MDEC;
+    while (mdec.feedRunning() && !app.StopRequested && !app.ending &&
+           !mdec.feed()->waitHeldAtMost(kFeedHeldBytes, 20))
+        LetEventsRun(app);
+}
+
+// A post given up: its decoder stops and leaves no file. The next post's
+// decoder can start once this one has ended.
+void abandonDecode(App& app) {
+    Decoder& mdec = *app.MDEC;
+    if (!mdec.feedRunning()) return;
+    mdec.endFeed(true);
+    while (mdec.feedRunning())
+        app.DoEvents();
 }
 
 void menusForBatch(App& app, bool running) {
@@ -90,20 +139,21 @@ RowEnd fetchRow(App& app, qint32& row, qint32 last) {
         if (app.SweepScope == -1) app.setStatus(2, app.AttachName);
         app.PartDone = part;
         app.PartCount = app.PartIndex;
+        waitForDecoder(app);
         cmdDownloadMessage(app, app.PartNumbers[part]);
         if (app.HeaderField == kSubjectDL || app.SkipArticle) return RowEnd::Tidy;
 
-        if (part == 1 && isBase64Article(app.MessageText)) {
+        if (part == 1 && isBase64Article(QLatin1StringView(app.MessageText))) {
             takeBase64Body(app);
         } else if (part != 1 && part == app.PartIndex && !app.IsBase64 &&
-                   !app.MessageText.contains(QLatin1String("\n=ybegin "))) {
+                   !app.MessageText.contains("\n=ybegin ")) {
             // Whatever follows the uuencode "end" of the last part is left
             // out. yEnc parts keep theirs: a data line may start with "end".
-            const qsizetype end = app.MessageText.indexOf(QLatin1String("\r\nend"));
+            const qsizetype end = app.MessageText.indexOf("\r\nend");
             if (end >= 0) app.MessageText.truncate(end + 5);
         }
         if (!app.AttachName.isEmpty() && !app.HarvestBody) {
-            if (app.LastError != 0 || !AppendTempBody(app, app.MessageText)) {
+            if (app.LastError != 0 || !feedPart(app)) {
                 app.PartIndex = -1;
                 break;
             }
@@ -126,20 +176,6 @@ RowEnd fetchRow(App& app, qint32& row, qint32 last) {
 }
 
 } // namespace
-
-bool AppendTempBody(App& app, const QString& text) {
-    if (app.ending) return false; // the temporary files are gone for good
-    QFile file(app.DestDir + app.TempFile);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered) ||
-        !writeWhole(file, text.toLatin1()) || !writeWhole(file, "\r\n")) {
-        // A full disk, or a directory gone or made read-only meanwhile.
-        app.LastError = -1;
-        app.setStatus(2, QStringLiteral("Cannot write to ") + app.DestDir + QStringLiteral(": ") +
-                             file.errorString());
-        return false;
-    }
-    return true;
-}
 
 void cmdDownloadMessage(App& app, qint64& msgnum) {
     if (app.StopRequested) return;
@@ -209,7 +245,9 @@ void cmdDownload(App& app, qint32& msgnum) {
     while (row >= 0 && row <= list.count() - 1 && !app.StopRequested) {
         // A row taken up as a part of a post already fetched passes.
         if (list.tag(row) != QLatin1String("256")) {
-            if (fetchRow(app, row, last) == RowEnd::Tidy) {
+            const RowEnd end = fetchRow(app, row, last);
+            abandonDecode(app); // a post that was not decoded to its end
+            if (end == RowEnd::Tidy) {
                 KillTempFiles(app, false);
                 if (app.HeaderField != kSubjectDL && !app.SkipArticle)
                     app.setStatus(2, QStringLiteral("Looking for attachments.."));

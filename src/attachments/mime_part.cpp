@@ -36,6 +36,10 @@ bool isBase64Article(QStringView text) {
     return text.contains(QLatin1String("CONTENT-TRANSFER-ENCODING: BASE64"), Qt::CaseInsensitive);
 }
 
+bool isBase64Article(QLatin1StringView text) {
+    return text.contains(QLatin1String("CONTENT-TRANSFER-ENCODING: BASE64"), Qt::CaseInsensitive);
+}
+
 Base64Part findBase64Part(QStringView text) {
     Base64Part part;
     const qsizetype at = text.indexOf(QLatin1String("filename="));

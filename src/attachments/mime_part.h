@@ -16,6 +16,7 @@ struct Base64Part {
 
 // Whether the text of an article (headers and body) announces base64 data.
 bool isBase64Article(QStringView text);
+bool isBase64Article(QLatin1StringView text);
 
 // The attachment in text, the whole first article of a base64 post (or its
 // body alone): the name from "filename=", the data from the first line

@@ -221,15 +221,15 @@ void SaveHTTPs(App& app, const QString& msgTitle) {
 }
 
 void HarvestArticle(App& app) {
-    const bool wanted =
-        app.HarvestBody || (app.SaveHTTP && app.HeaderField == QLatin1String("SubjectDL") &&
-                            (app.MessageText.contains(kHttp, Qt::CaseInsensitive) ||
-                             app.MessageText.contains(kFtp, Qt::CaseInsensitive)));
+    const bool wanted = app.HarvestBody ||
+                        (app.SaveHTTP && app.HeaderField == QLatin1String("SubjectDL") &&
+                         (QLatin1StringView(app.MessageText).contains(kHttp, Qt::CaseInsensitive) ||
+                          QLatin1StringView(app.MessageText).contains(kFtp, Qt::CaseInsensitive)));
     if (!wanted) return;
     // Each turn starts at the first "HTTP://" of what is left, at the first
     // "FTP://" only when none is. Positions only move forward, so the walk
     // costs one pass over the article.
-    const QString text = app.MessageText;
+    const QString text = QString::fromLatin1(app.MessageText);
     qsizetype from = 0;
     bool httpLeft = true;
     for (;;) {

@@ -16,6 +16,9 @@ namespace {
 
 // The most the socket takes in before the program has read it.
 constexpr qint64 kReadBufferBytes = 1024 * 1024;
+// What one read takes from the socket's buffer: large enough that a block
+// costs little per byte, small enough to stay in the cache.
+constexpr qint64 kReadBlockBytes = 256 * 1024;
 
 // Anything that would end the command line early or smuggle in a second one.
 bool isToken(const QString& text) {
@@ -228,8 +231,14 @@ void NntpControl::onReadyRead() {
     if (reading_) return;
     reading_ = true;
     const quint64 epoch = epoch_;
-    while (epoch == epoch_ && socket_ && socket_->bytesAvailable() > 0)
-        consume(socket_->readAll());
+    while (epoch == epoch_ && socket_ && socket_->bytesAvailable() > 0) {
+        if (!readBuffer_.isDetached()) readBuffer_ = QByteArray(); // kept by a receiver
+        readBuffer_.resize(qsizetype(std::min(socket_->bytesAvailable(), kReadBlockBytes)));
+        const qint64 n = socket_->read(readBuffer_.data(), readBuffer_.size());
+        if (n <= 0) break;
+        readBuffer_.resize(qsizetype(n));
+        consume(readBuffer_);
+    }
     if (epoch != epoch_) return;
     reading_ = false;
     if (peerClosedPending_) {

@@ -167,6 +167,10 @@ private:
     bool noXover_ = false;
 
     QByteArray lineBuffer_;
+    // Blocks are read into this one buffer, so a download does not take
+    // fresh pages from the system for every block. A receiver that keeps a
+    // block shares it, and the next read goes to a new buffer.
+    QByteArray readBuffer_;
     bool lfOnlyLine_ = false; // the last reply line ended with LF alone
     NntpBodyDecoder bodyDecoder_;
     NntpOverviewPicker overviewPicker_;

@@ -30,6 +30,29 @@ NntpBodyDecoder::Result NntpBodyDecoder::feed(const QByteArray& block, qsizetype
             }
             break;
         case State::InLine: {
+            if (!lfOnly_) {
+                // Only a line that starts with a dot needs work, so the
+                // search is for dots, not for every line end: an article's
+                // lines are short, its dots few. A dot behind CR LF starts a
+                // line; so does the end of the block right behind one.
+                auto crlfBefore = [&](qsizetype at) { // p[at] is '\n'
+                    return at > from ? p[at - 1] == '\r' : lastWasCr_;
+                };
+                qsizetype next = n;
+                for (qsizetype q = i + 1; q < n;) {
+                    const void* dot = std::memchr(p + q, '.', static_cast<size_t>(n - q));
+                    if (!dot) break;
+                    q = static_cast<const char*>(dot) - p;
+                    if (p[q - 1] == '\n' && crlfBefore(q - 1)) {
+                        next = q;
+                        break;
+                    }
+                    ++q;
+                }
+                i = next;
+                if (i < n || (p[n - 1] == '\n' && crlfBefore(n - 1))) state_ = State::LineStart;
+                break;
+            }
             const void* nl = std::memchr(p + i, '\n', static_cast<size_t>(n - i));
             if (!nl) {
                 i = n;

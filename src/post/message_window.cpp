@@ -101,7 +101,8 @@ void MessageWindow::msgActivate() {
     setEnabled(true);
     txtMsgBody->show();
     if (app_.MessageDone) {
-        txtMsgBody->setPlainText(readableArticle(app_.MessageText.left(kViewerLimit)));
+        txtMsgBody->setPlainText(
+            readableArticle(QString::fromLatin1(app_.MessageText.left(kViewerLimit))));
         // Nothing takes the mark off while the window stays open.
         if (app_.MessageText.size() >= kViewerLimit)
             setWindowTitle(windowTitle() + QStringLiteral(" (partial)"));

@@ -58,9 +58,9 @@ public:
     qint32 LastError = 0;
     QString HeaderField;
     QString CurrentGroup;
-    // The article in work as the server sent it, one character per byte
-    // (Latin-1), so that binary bodies pass through unchanged.
-    QString MessageText;
+    // The article in work as the server sent it. Bytes, read as Latin-1 where
+    // text is wanted: a binary body passes through without being widened.
+    QByteArray MessageText;
     bool MessageDone = false;
     QString TempFile;
     bool LargePreviewOpen = false;

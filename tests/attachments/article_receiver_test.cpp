@@ -159,7 +159,7 @@ TEST_F(ArticleReceiver, AnExistingFileEndsTheArticleAndDropsTheRest) {
     EXPECT_EQ(app.progMax, 5);
     EXPECT_EQ(app.progValue, 2);
     EXPECT_TRUE(app.MessageDone);
-    const QString before = app.MessageText;
+    const QByteArray before = app.MessageText;
     data("M86)C\r\n");
     EXPECT_EQ(app.MessageText, before);
     EXPECT_EQ(t.readFile("download/there.jpg"), "old");

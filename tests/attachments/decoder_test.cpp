@@ -1,5 +1,6 @@
 #include "attachments/decode_stream.h"
 #include "attachments/decoder.h"
+#include "attachments/part_feed.h"
 #include "attachments/uu_base64.h"
 #include "attachments/vector_level.h"
 #include "attachments/yenc.h"
@@ -32,7 +33,8 @@ QByteArray headers(int part, int total) {
            QByteArray::number(part) + "@example.com>\r\nLines: 2000\r\n\r\n";
 }
 
-// What the download's AppendTempBody leaves: each part's text and CR LF.
+// The parts of a post as the download hands them over: each part's text and
+// CR LF.
 QByteArray tempFileOf(const QList<QByteArray>& parts) {
     QByteArray all;
     for (const QByteArray& p : parts)
@@ -632,6 +634,68 @@ TEST_F(DecoderTest, ControlRunsItsSetUpStepsInBothModes) {
         EXPECT_EQ(f.readAll(), "a file of that name came meanwhile");
         EXPECT_EQ(QDir(dir.path()).entryList({"*.tmp"}, QDir::Files | QDir::Hidden),
                   QStringList{"in.tmp"});
+    }
+}
+
+// A run fed part by part while the parts are fetched: the parts come out
+// whole, a run that fails early keeps its failure until the feed ends (the
+// fetching is not broken into), the feed's bound holds the download up
+// until the decoder has read, and an abandoned run leaves no file and
+// reports nothing.
+TEST_F(DecoderTest, FedRunDecodesPartsAsTheyComeAndReportsOnlyAtTheEnd) {
+    const QByteArray data = randomBytes(300000, 23);
+    const QList<QByteArray> parts = yencEncodeParts(data, {100000, 100000, 100000}, "f.bin");
+    QList<QByteArray> bad = parts;
+    corruptYencData(bad[0]);
+    enum Case { Whole, FailsEarly, Abandoned };
+    for (Case c : {Whole, FailsEarly, Abandoned}) {
+        SCOPED_TRACE(c);
+        Decoder d;
+        QSignalSpy failures(&d, &Decoder::failure), ended(&d, &Decoder::end);
+        d.setTargetPath(path("out/f.bin"));
+        d.setEncoding("x-uuencode");
+        ASSERT_TRUE(d.startFeed(std::make_shared<PartFeed>()));
+        EXPECT_FALSE(d.startFeed(std::make_shared<PartFeed>())); // one run at a time
+        PartFeed* feed = d.feed();
+        for (int i = 0; i < (c == Abandoned ? 2 : 3); ++i) {
+            QByteArray part = (c == FailsEarly ? bad : parts)[i] + "\r\n";
+            feed->push(std::move(part));
+            // The bound a download waits on: reached once the decoder read.
+            while (!feed->waitHeldAtMost(0, 50))
+                QCoreApplication::processEvents();
+            EXPECT_EQ(feed->held(), 0);
+        }
+        if (c == FailsEarly) {
+            // The run has ended on the first part's CRC; nothing is told yet.
+            while (d.isRunning())
+                QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+            EXPECT_TRUE(failures.isEmpty());
+            EXPECT_TRUE(ended.isEmpty());
+            QByteArray late = parts[2];
+            feed->push(std::move(late)); // dropped: no reader
+            EXPECT_EQ(feed->held(), 0);
+        }
+        d.endFeed(c == Abandoned);
+        if (ended.isEmpty()) {
+            ASSERT_TRUE(ended.wait(60000));
+        }
+        EXPECT_FALSE(d.feedRunning());
+        EXPECT_EQ(ended.size(), 1);
+        if (c == Whole) {
+            EXPECT_TRUE(failures.isEmpty());
+            QFile f(path("out/f.bin"));
+            ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+            EXPECT_EQ(f.readAll(), data);
+            QFile::remove(path("out/f.bin"));
+        } else {
+            ASSERT_EQ(failures.size(), c == FailsEarly ? 1 : 0);
+            if (c == FailsEarly) {
+                EXPECT_EQ(failures[0][0].toInt(), int(DecodeResult::CrcError));
+            }
+            EXPECT_EQ(d.lastOutcome().result,
+                      c == FailsEarly ? DecodeResult::CrcError : DecodeResult::Cancelled);
+            EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
+        }
     }
 }
 

@@ -65,7 +65,7 @@ TEST_F(Scans, ArticleAddressesInTheirOrderHttpFirstCutAtTheClass) {
     app.HarvestBody = true;
     for (const auto& [text, expected] : cases) {
         app.lstHTTP.clear();
-        app.MessageText = QString::fromLatin1(text);
+        app.MessageText = text;
         HarvestArticle(app);
         EXPECT_EQ(texts(app.lstHTTP), expected) << text;
         for (int i = 0; i < app.lstHTTP.count(); ++i)
