@@ -187,25 +187,16 @@ DecodeResult decodeBase64Stream(LineReader& reader, OutputSink& sink, const Deco
     return DecodeResult::Ok;
 }
 
-DecodeOutcome decodeFile(const QString& inPath, const QString& outPath,
-                         const DecodeOptions& options) {
-    QFile input(inPath);
-    if (!input.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        DecodeOutcome outcome;
-        outcome.result = DecodeResult::ReadError;
-        outcome.detail = input.errorString();
-        return outcome;
-    }
-    return decodeDevice(input, input.size(), outPath, options);
-}
+namespace {
 
-DecodeOutcome decodeDevice(QIODevice& input, qint64 total, const QString& outPath,
-                           const DecodeOptions& options) {
+// `fd`, when not -1, is the input's file, read mapped.
+DecodeOutcome decodeFrom(QIODevice& input, int fd, qint64 total, const QString& outPath,
+                         const DecodeOptions& options) {
     DecodeOutcome outcome;
     const qsizetype maxLine = std::max<qsizetype>(options.maxLineLength, 1024);
     LineReader reader(input, std::max<qsizetype>(options.readBufferSize, 1), maxLine);
     // Copying the input out with read() costs about as much as decoding it.
-    reader.mapFile(input.handle());
+    if (fd >= 0) reader.mapFile(fd);
     reader.onRead = [&options, total](qint64 done) {
         if (options.cancel && options.cancel->load(std::memory_order_relaxed)) return false;
         if (options.progress) options.progress(done, total);
@@ -262,4 +253,23 @@ DecodeOutcome decodeDevice(QIODevice& input, qint64 total, const QString& outPat
     if (!keep) outcome.bytesWritten = 0;
     outcome.result = result;
     return outcome;
+}
+
+} // namespace
+
+DecodeOutcome decodeFile(const QString& inPath, const QString& outPath,
+                         const DecodeOptions& options) {
+    QFile input(inPath);
+    if (!input.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        DecodeOutcome outcome;
+        outcome.result = DecodeResult::ReadError;
+        outcome.detail = input.errorString();
+        return outcome;
+    }
+    return decodeFrom(input, input.handle(), input.size(), outPath, options);
+}
+
+DecodeOutcome decodeDevice(QIODevice& input, qint64 total, const QString& outPath,
+                           const DecodeOptions& options) {
+    return decodeFrom(input, -1, total, outPath, options);
 }
