@@ -527,47 +527,60 @@ ListRow ListModel::decodeRow(QStringView line) {
 
 namespace {
 
-// The file form of one field as UTF-8, escaping as appendEscaped does.
-// Header lists run to a million rows, so plain ASCII is narrowed in a loop
-// without branches the compiler can vectorize, and checked as it goes.
-void appendField(QByteArray& out, QStringView s) {
-    const qsizetype at = out.size();
-    out.resize(at + s.size());
-    char* p = out.data() + at;
+// The file form of one field as UTF-8, escaping as appendEscaped does,
+// written at p, which has room for 3 bytes a unit. Header lists run to a
+// million rows, so runs of plain ASCII go over in blocks the compiler
+// vectorizes, and a unit that is not plain ASCII (the mark in front of a
+// group's row) is encoded on its own before the next run. Returns the end.
+char* putField(char* p, QStringView s, QByteArray& spill) {
     const char16_t* u = s.utf16();
-    bool ascii = true, latin1 = true, special = false;
-    for (qsizetype i = 0; i < s.size(); ++i) {
-        const char16_t c = u[i];
-        ascii &= c < 0x80;
-        latin1 &= c < 0x100;
-        special |= (c == u'\\') | (c == u'\t') | (c == u'\n') | (c == u'\r');
-        p[i] = char(c);
-    }
-    if (ascii && !special) return;
-    out.truncate(at);
-    if (latin1 && !special) {
-        // Group rows start with the mark, the character 255: two bytes.
-        out.resize(at + 2 * s.size());
-        char* q = out.data() + at;
-        for (qsizetype i = 0; i < s.size(); ++i) {
+    const qsizetype n = s.size();
+    auto plain = [](char16_t c) { return c >= 0x20 && c < 0x80 && c != u'\\'; };
+    qsizetype i = 0;
+    while (i < n) {
+        constexpr int kBlock = 16;
+        while (n - i >= kBlock) {
+            bool all = true;
+            for (int k = 0; k < kBlock; ++k) {
+                all &= plain(u[i + k]);
+                p[k] = char(u[i + k]);
+            }
+            if (!all) break;
+            i += kBlock;
+            p += kBlock;
+        }
+        const qsizetype stop = std::min(n, i + kBlock);
+        for (; i < stop; ++i) {
             const char16_t c = u[i];
-            if (c < 0x80) {
-                *q++ = char(c);
+            if (plain(c)) {
+                *p++ = char(c);
+            } else if (c < 0x80) {
+                const char* escape = c == u'\\'   ? "\\\\"
+                                     : c == u'\t' ? "\\t"
+                                     : c == u'\n' ? "\\n"
+                                     : c == u'\r' ? "\\r"
+                                                  : nullptr;
+                if (escape) {
+                    *p++ = escape[0];
+                    *p++ = escape[1];
+                } else {
+                    *p++ = char(c);
+                }
+            } else if (c < 0x800) {
+                *p++ = char(0xC0 | (c >> 6));
+                *p++ = char(0x80 | (c & 0x3F));
             } else {
-                *q++ = char(0xC0 | (c >> 6));
-                *q++ = char(0x80 | (c & 0x3F));
+                // Wider text (surrogates included) goes the general way,
+                // from a code point boundary on.
+                QString escaped;
+                appendEscaped(escaped, s.sliced(i));
+                spill = escaped.toUtf8();
+                std::memcpy(p, spill.constData(), size_t(spill.size()));
+                return p + spill.size();
             }
         }
-        out.truncate(q - out.constData());
-        return;
     }
-    if (!special) {
-        out += s.toUtf8();
-        return;
-    }
-    QString escaped;
-    appendEscaped(escaped, s);
-    out += escaped.toUtf8();
+    return p;
 }
 
 // An article number in decimal; digits must hold 20 characters.
@@ -583,32 +596,45 @@ constexpr qsizetype kWriteChunk = 1 << 20;
 bool ListModel::save(const QString& path) const {
     QSaveFile f(path);
     if (!f.open(QIODevice::WriteOnly)) return false;
-    QByteArray out;
-    out.reserve(kWriteChunk + 4096);
+    QByteArray out(kWriteChunk, Qt::Uninitialized);
+    QByteArray spill;
+    qsizetype used = 0;
+    auto flush = [&] {
+        const bool ok = f.write(out.constData(), used) == used;
+        used = 0;
+        return ok;
+    };
     for (const Slot& r : rows_) {
-        appendField(out, view(r));
+        const QStringView text = view(r);
+        const QStringView tag = tags_[r.tag];
+        // UTF-8 takes at most 3 bytes a unit, an escape 2; then the tabs,
+        // two numbers and the line end.
+        const qsizetype most = 3 * (text.size() + tag.size()) + 48;
+        if (used + most > out.size()) {
+            if (!flush()) {
+                f.cancelWriting();
+                return false;
+            }
+            if (most > out.size()) out.resize(most);
+        }
+        char* const begin = out.data() + used;
+        char* p = putField(begin, text, spill);
         char digits[20];
         const qsizetype length =
             r.number != 0 || r.numberFirst ? formatNumber(digits, r.number) : 0;
         if (r.tag != 0 || r.numberFirst || r.number != 0) {
-            out += '\t';
-            if (r.numberFirst) out.append(digits, length);
-            appendField(out, tags_[r.tag]);
+            *p++ = '\t';
+            if (r.numberFirst) p = std::copy_n(digits, length, p);
+            p = putField(p, tag, spill);
         }
         if (r.number != 0) {
-            out += '\t';
-            out.append(digits, length);
+            *p++ = '\t';
+            p = std::copy_n(digits, length, p);
         }
-        out += '\n';
-        if (out.size() >= kWriteChunk) {
-            if (f.write(out) != out.size()) {
-                f.cancelWriting();
-                return false;
-            }
-            out.resize(0);
-        }
+        *p++ = '\n';
+        used += p - begin;
     }
-    if (f.write(out) != out.size()) {
+    if (!flush()) {
         f.cancelWriting();
         return false;
     }

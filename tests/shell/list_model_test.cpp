@@ -131,6 +131,49 @@ TEST(ListModel, SaveAndLoadGiveBackEveryRowExactly) {
     EXPECT_TRUE(bytes.contains(QString::fromUtf8("\ncafé 日本語").toUtf8()));
     EXPECT_TRUE(bytes.contains("\nback\\\\slash\n"));
 
+    // Every unit that is not plain ASCII, at the edges of the runs the
+    // writer copies in blocks, gives the bytes of the plain way: escape,
+    // then UTF-8 (a lone surrogate as QString::toUtf8 writes it).
+    const QString odd[] = {"\\",
+                           "\t",
+                           "\r\n",
+                           QString(QChar(0xFF)) + "1",
+                           QString(QChar(0x7FF)),
+                           QString(QChar(0x20AC)),
+                           QString(QChar(0xD800)),
+                           QString::fromUtf8("\xF0\x9F\x98\x80"),
+                           QString(QChar(0x01))};
+    auto plainWay = [](QString s) {
+        return s.replace("\\", "\\\\")
+            .replace("\t", "\\t")
+            .replace("\n", "\\n")
+            .replace("\r", "\\r")
+            .toUtf8();
+    };
+    ListModel edges;
+    QByteArray expected;
+    for (const int length : {1, 15, 16, 17, 31, 32, 33, 50})
+        for (const int at : {0, 1, 14, 15, 16, 17, 31, 32, length - 1})
+            for (const QString& o : odd) {
+                if (at >= length) continue;
+                QString text(length, u'a');
+                text.replace(at, 1, o);
+                // The same text as the tag of every other row, after its number.
+                const bool tagged = at % 2 == 1;
+                edges.appendRows({row(text, tagged ? "77" + text : QString(), tagged ? 77 : 0)});
+                expected += plainWay(text);
+                if (tagged) expected += "\t77" + plainWay(text) + "\t77";
+                expected += '\n';
+            }
+    ASSERT_TRUE(edges.save(dir.filePath("edges.txt")));
+    QFile e(dir.filePath("edges.txt"));
+    ASSERT_TRUE(e.open(QIODevice::ReadOnly));
+    const QByteArray written = e.readAll();
+    const QList<QByteArray> got = written.split('\n'), want = expected.split('\n');
+    ASSERT_EQ(got.size(), want.size());
+    for (qsizetype i = 0; i < want.size(); ++i)
+        EXPECT_EQ(got[i], want[i]) << "row " << i;
+
     // A missing file fails and leaves the rows as they were.
     EXPECT_FALSE(back.load(dir.filePath("missing.txt")));
     EXPECT_EQ(back.count(), rows.size());
