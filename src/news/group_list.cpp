@@ -25,22 +25,23 @@ qint64 leadingNumber(QByteArrayView text) {
     return n;
 }
 
-void appendGroupRow(QString& out, QStringView name, qint64 last, qint64 first) {
+GroupRowParts groupRowParts(qint64 last, qint64 first) {
+    GroupRowParts parts;
+    char* p = parts.tail;
+    *p++ = ' ';
+    *p++ = '(';
     // A first number past 2^63 (-1) counts nothing, and the difference of
     // any two others fits.
     if (first < 0 || last <= first) {
-        out += name;
-        out += QLatin1StringView(" (0)");
-        return;
+        *p++ = '0';
+    } else {
+        parts.head = QLatin1StringView("\xFF"
+                                       "1");
+        p = std::to_chars(p, parts.tail + sizeof parts.tail - 1, last - first).ptr;
     }
-    out += QChar(0xFF);
-    out += u'1';
-    out += name;
-    const qint64 n = last - first;
-    out += QLatin1StringView(" (");
-    char digits[20];
-    out += QLatin1StringView(digits, std::to_chars(digits, digits + sizeof digits, n).ptr);
-    out += u')';
+    *p++ = ')';
+    parts.tailSize = p - parts.tail;
+    return parts;
 }
 
 QString cleanNewsGroup(QString& newsgroup) {

@@ -344,6 +344,30 @@ void ListModel::stageRow(QByteArrayView utf8Text, qint64 number, QStringView tag
     staged_.append(s);
 }
 
+void ListModel::stageRow(QLatin1StringView head, QByteArrayView utf8Text, QLatin1StringView tail) {
+    Slot s;
+    const qsizetype n = head.size() + utf8Text.size() + tail.size();
+    if (n < qsizetype(kLongText) && isAscii(utf8Text)) {
+        // Resizing grows the store geometrically; the row is then written in
+        // place, one unit per byte.
+        const qsizetype at = store_.size();
+        store_.resize(at + n);
+        char16_t* p = reinterpret_cast<char16_t*>(store_.data()) + at;
+        for (const QByteArrayView part : {QByteArrayView(head.data(), head.size()), utf8Text,
+                                          QByteArrayView(tail.data(), tail.size())}) {
+            const char* b = part.data();
+            for (qsizetype i = 0; i < part.size(); ++i)
+                p[i] = uchar(b[i]);
+            p += part.size();
+        }
+        s.textAt = quint64(at);
+        s.textLength = quint64(n);
+    } else {
+        putText(s, QString(head) + QString::fromUtf8(utf8Text) + QString(tail));
+    }
+    staged_.append(s);
+}
+
 void ListModel::stageRow(QStringView text, qint64 number, QStringView tag, bool numberFirst) {
     Slot s;
     s.number = number;

@@ -52,6 +52,10 @@ public:
     // number in decimal followed by tag when numberFirst.
     void stageRow(QByteArrayView utf8Text, qint64 number, QStringView tag, bool numberFirst);
     void stageRow(QStringView text, qint64 number, QStringView tag, bool numberFirst);
+    // A staged row without tag or number whose text is head, utf8Text decoded
+    // as above, then tail, written straight into the store: a group's row is
+    // its received name between its mark and its count.
+    void stageRow(QLatin1StringView head, QByteArrayView utf8Text, QLatin1StringView tail);
     void commitRows();
     // Changes whenever a row is added, removed or gets another text; tags,
     // numbers, pictures and the selection leave it alone. Indexes over the
