@@ -344,13 +344,22 @@ void ListModel::stageRow(QByteArrayView utf8Text, qint64 number, QStringView tag
     staged_.append(s);
 }
 
+namespace {
+constexpr qsizetype kLongListStore = qsizetype(1) << 18;   // units: 512 KiB
+constexpr qsizetype kLongListReserve = qsizetype(1) << 24; // units: 32 MiB
+} // namespace
+
 void ListModel::stageRow(QLatin1StringView head, QByteArrayView utf8Text, QLatin1StringView tail) {
     Slot s;
     const qsizetype n = head.size() + utf8Text.size() + tail.size();
     if (n < qsizetype(kLongText) && isAscii(utf8Text)) {
-        // Resizing grows the store geometrically; the row is then written in
-        // place, one unit per byte.
+        // The row is written in place, one unit per byte. A store that
+        // outgrows its first room here is a long list coming in: it takes
+        // room for millions of units at once, which the system maps only as
+        // it is written, rather than being copied and faulted in again at
+        // every doubling. Redraw coming back on gives back what is unused.
         const qsizetype at = store_.size();
+        if (at + n > store_.capacity() && at >= kLongListStore) store_.reserve(kLongListReserve);
         store_.resize(at + n);
         char16_t* p = reinterpret_cast<char16_t*>(store_.data()) + at;
         for (const QByteArrayView part : {QByteArrayView(head.data(), head.size()), utf8Text,
