@@ -403,8 +403,10 @@ void ListModel::stageRow(QByteArrayView utf8Text, qint64 number, QStringView tag
 }
 
 namespace {
-constexpr qsizetype kLongListStore = qsizetype(1) << 18;   // units: 512 KiB
-constexpr qsizetype kLongListReserve = qsizetype(1) << 24; // units: 32 MiB
+// A store past this many characters while rows are staged around names is
+// a long list coming in, and takes room for kLongListReserve at once.
+constexpr qsizetype kLongListStore = qsizetype(1) << 18;
+constexpr qsizetype kLongListReserve = qsizetype(1) << 24;
 } // namespace
 
 void ListModel::stageRow(QLatin1StringView head, QByteArrayView utf8Text, QLatin1StringView tail) {
