@@ -1,5 +1,6 @@
 #include "news/group_list.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "favorites/markers.h"
@@ -16,31 +17,45 @@
 #include <QSet>
 
 qint64 leadingNumber(QByteArrayView text) {
+    // Every line of a listing starts with a number or two: eighteen digits
+    // cannot overflow, so only a longer number is checked digit by digit.
+    const char* p = text.data();
+    const qsizetype size = text.size();
+    const qsizetype quick = std::min<qsizetype>(size, 18);
     qint64 n = 0;
-    for (char c : text) {
-        if (c < '0' || c > '9') break;
+    qsizetype i = 0;
+    for (; i < quick; ++i) {
+        const unsigned digit = unsigned(uchar(p[i])) - '0';
+        if (digit > 9) return n;
+        n = n * 10 + digit;
+    }
+    for (; i < size; ++i) {
+        const unsigned digit = unsigned(uchar(p[i])) - '0';
+        if (digit > 9) break;
         // Past 2^63 no article has this number: none is taken for it.
-        if (__builtin_mul_overflow(n, 10, &n) || __builtin_add_overflow(n, c - '0', &n)) return -1;
+        if (__builtin_mul_overflow(n, 10, &n) || __builtin_add_overflow(n, qint64(digit), &n))
+            return -1;
     }
     return n;
 }
 
-void appendGroupRow(QString& out, QStringView name, qint64 last, qint64 first) {
+GroupRowParts groupRowParts(qint64 last, qint64 first) {
+    GroupRowParts parts;
+    char* p = parts.tail;
+    *p++ = ' ';
+    *p++ = '(';
     // A first number past 2^63 (-1) counts nothing, and the difference of
     // any two others fits.
     if (first < 0 || last <= first) {
-        out += name;
-        out += QLatin1StringView(" (0)");
-        return;
+        *p++ = '0';
+    } else {
+        parts.head = QLatin1StringView("\xFF"
+                                       "1");
+        p = std::to_chars(p, parts.tail + sizeof parts.tail - 1, last - first).ptr;
     }
-    out += QChar(0xFF);
-    out += u'1';
-    out += name;
-    const qint64 n = last - first;
-    out += QLatin1StringView(" (");
-    char digits[20];
-    out += QLatin1StringView(digits, std::to_chars(digits, digits + sizeof digits, n).ptr);
-    out += u')';
+    *p++ = ')';
+    parts.tailSize = p - parts.tail;
+    return parts;
 }
 
 QString cleanNewsGroup(QString& newsgroup) {

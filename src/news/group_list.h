@@ -19,8 +19,15 @@ QString GetServerName(const QString& temp);
 QString ServerCacheName(const App& app);
 QString groupCachePath(const App& app);
 
-// Appends the row text of a group to out: with the mark and count when
-// last - first >= 1. A reused out spares a string per group of a long list.
-void appendGroupRow(QString& out, QStringView name, qint64 last, qint64 first);
+// What stands around a group's name in its row: the mark when
+// last - first >= 1, and the count. A long list stages each row from these
+// and the received name, without a string per group.
+struct GroupRowParts {
+    QLatin1StringView head;
+    char tail[24];
+    qsizetype tailSize = 0;
+    QLatin1StringView tailView() const { return QLatin1StringView(tail, tailSize); }
+};
+GroupRowParts groupRowParts(qint64 last, qint64 first);
 // Leading decimal number of a text, 0 when it has no digit.
 qint64 leadingNumber(QByteArrayView text);

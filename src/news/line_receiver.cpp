@@ -84,22 +84,11 @@ bool eachCompleteLine(App& app, Handle handle, Flush flush, bool stopOnRequest) 
     return stopped || app.LineBuffer.size() <= kMaxLineBytes;
 }
 
-// The text of received bytes in a reused string: ASCII straight, the rest
-// decoded as UTF-8.
-void setLineText(QString& out, QByteArrayView bytes) {
-    out.resize(0);
-    if (std::all_of(bytes.begin(), bytes.end(), [](char c) { return uchar(c) < 0x80; }))
-        out += QLatin1StringView(bytes.data(), bytes.size());
-    else
-        out += QString::fromUtf8(bytes);
-}
-
 void receiveGroupLines(App& app) {
     ListModel& list = app.lstGroups;
     bool tooMany = false;
     int staged = 0;
     qint64 last = 0, first = 0;
-    QString name, text;
     auto flush = [&] {
         list.commitRows();
         staged = 0;
@@ -123,10 +112,8 @@ void receiveGroupLines(App& app) {
             tooMany = true;
             return;
         }
-        setLineText(name, nameBytes);
-        text.resize(0);
-        appendGroupRow(text, name, last, first);
-        list.stageRow(text, 0, {}, false);
+        const GroupRowParts parts = groupRowParts(last, first);
+        list.stageRow(parts.head, nameBytes, parts.tailView());
         ++staged;
         progressText(app, list.count() + staged, " Groups So Far");
     };

@@ -88,12 +88,51 @@ QStringView ListModel::view(const Slot& s) const {
     return QStringView(store_).sliced(qsizetype(s.textAt), textSize(s));
 }
 
+QLatin1StringView ListModel::narrowView(const Slot& s) const {
+    return QLatin1StringView(narrowStore_.constData() + s.textAt, qsizetype(s.textLength));
+}
+
+QString ListModel::textOf(const Slot& s) const {
+    return narrow_ ? QString(narrowView(s)) : view(s).toString();
+}
+
+void ListModel::widen() const {
+    if (!narrow_) return;
+    store_ = QString::fromLatin1(narrowStore_);
+    narrowStore_ = QByteArray();
+    narrow_ = false;
+}
+
+namespace {
+
+bool fitsLatin1(QStringView text) {
+    char16_t wide = 0;
+    for (const QChar c : text)
+        wide |= c.unicode() & 0xFF00;
+    return wide == 0;
+}
+
+} // namespace
+
 QString ListModel::tagOf(const Slot& s) const {
     if (s.numberFirst) return QString::number(s.number) + tags_[s.tag];
     return tags_[s.tag];
 }
 
 void ListModel::putText(Slot& s, QStringView text) {
+    if (narrow_) {
+        if (quint64(text.size()) < kLongText && fitsLatin1(text)) {
+            const qsizetype at = narrowStore_.size();
+            narrowStore_.resize(at + text.size());
+            char* p = narrowStore_.data() + at;
+            for (qsizetype i = 0; i < text.size(); ++i)
+                p[i] = char(text[i].unicode());
+            s.textAt = quint64(at);
+            s.textLength = quint64(text.size());
+            return;
+        }
+        widen();
+    }
     if (quint64(text.size()) >= kLongText) {
         // Four units in front of a text too long for the slot hold its length.
         const qsizetype n = text.size();
@@ -140,6 +179,8 @@ ListModel::Slot ListModel::makeSlot(QStringView text, QStringView tag, qint64 nu
 
 void ListModel::resetStore() {
     store_.clear();
+    narrowStore_.clear();
+    narrow_ = false;
     garbage_ = 0;
     tags_ = {QString()};
     tagIndex_.clear();
@@ -149,7 +190,22 @@ void ListModel::resetStore() {
 // Rewritten and removed rows leave their old texts in the store; once those
 // are most of it, the store is rebuilt from the rows that are left.
 void ListModel::compactIfWasteful() {
-    if (garbage_ < 4096 || garbage_ < store_.size() / 2) return;
+    if (garbage_ < 4096 || garbage_ < (narrow_ ? narrowStore_.size() : store_.size()) / 2) return;
+    if (narrow_) {
+        const QByteArray old = std::exchange(narrowStore_, QByteArray());
+        narrowStore_.reserve(old.size() - garbage_);
+        auto move = [&](Slot& s) {
+            const qsizetype at = narrowStore_.size();
+            narrowStore_.append(old.constData() + s.textAt, qsizetype(s.textLength));
+            s.textAt = quint64(at);
+        };
+        for (Slot& s : rows_)
+            move(s);
+        for (Slot& s : staged_)
+            move(s);
+        garbage_ = 0;
+        return;
+    }
     QString old = std::exchange(store_, QString());
     store_.reserve(old.size() - garbage_);
     auto move = [&](Slot& s) {
@@ -179,9 +235,9 @@ QVariant ListModel::data(const QModelIndex& index, int role) const {
     const Slot& r = rows_[index.row()];
     switch (role) {
     case Qt::DisplayRole:
-        return displayText(view(r).toString());
+        return displayText(textOf(r));
     case Qt::EditRole:
-        return view(r).toString();
+        return textOf(r);
     case TagRole:
         return tagOf(r);
     case NumberRole:
@@ -189,13 +245,13 @@ QVariant ListModel::data(const QModelIndex& index, int role) const {
     case PictureRole:
         return r.picture;
     case MarkRole:
-        return markOf(view(r).toString());
+        return markOf(textOf(r));
     case Qt::DecorationRole:
         if (r.picture >= 0 && pictureProvider) return pictureProvider(r.picture);
         return {};
     case Qt::ForegroundRole:
         // "2": the last listing failed; "4": nothing in it.
-        switch (markOf(view(r).toString())) {
+        switch (markOf(textOf(r))) {
         case 2:
             return QColor(Qt::red);
         case 4:
@@ -204,7 +260,7 @@ QVariant ListModel::data(const QModelIndex& index, int role) const {
             return {};
         }
     case Qt::FontRole:
-        if (markOf(view(r).toString()) == 1) {
+        if (markOf(textOf(r)) == 1) {
             QFont f;
             f.setBold(true);
             return f;
@@ -233,7 +289,7 @@ QMimeData* ListModel::mimeData(const QModelIndexList& indexes) const {
     if (row < 0 && !indexes.isEmpty()) row = indexes.first().row();
     if (row < 0 || row >= count()) return nullptr;
     auto* data = new QMimeData;
-    const QString text = view(rows_[row]).toString();
+    const QString text = textOf(rows_[row]);
     data->setData(QLatin1String(kRowMimeType), text.toUtf8());
     data->setText(displayText(text));
     return data;
@@ -284,6 +340,7 @@ void ListModel::insertSlotAt(int at, const Slot& s) {
 void ListModel::insertSlots(QVector<Slot> added) {
     if (added.isEmpty()) return;
     if (sorted_) {
+        widen();
         for (const Slot& s : added)
             insertSlotAt(sortedPosition(view(s)), s);
         return;
@@ -330,6 +387,7 @@ bool isAscii(QByteArrayView bytes) {
 
 void ListModel::stageRow(QByteArrayView utf8Text, qint64 number, QStringView tag,
                          bool numberFirst) {
+    widen();
     Slot s;
     s.number = number;
     if (utf8Text.size() < qsizetype(kLongText) && isAscii(utf8Text)) {
@@ -341,6 +399,59 @@ void ListModel::stageRow(QByteArrayView utf8Text, qint64 number, QStringView tag
     }
     s.tag = internTag(tag);
     s.numberFirst = numberFirst;
+    staged_.append(s);
+}
+
+namespace {
+// A store past this many characters while rows are staged around names is
+// a long list coming in, and takes room for kLongListReserve at once.
+constexpr qsizetype kLongListStore = qsizetype(1) << 18;
+constexpr qsizetype kLongListReserve = qsizetype(1) << 24;
+} // namespace
+
+void ListModel::stageRow(QLatin1StringView head, QByteArrayView utf8Text, QLatin1StringView tail) {
+    Slot s;
+    const qsizetype n = head.size() + utf8Text.size() + tail.size();
+    const bool ascii = n < qsizetype(kLongText) && isAscii(utf8Text);
+    // A list that starts with such a row is kept one byte a character until
+    // a text that is not Latin-1 comes: half the memory to write.
+    if (ascii && !narrow_ && rows_.isEmpty() && staged_.isEmpty() && store_.isEmpty())
+        narrow_ = true;
+    // The row is written in place. A store that outgrows its first room
+    // here is a long list coming in: it takes room for millions of
+    // characters at once, which the system maps only as it is written,
+    // rather than being copied and faulted in again at every doubling.
+    // Redraw coming back on gives back what is unused.
+    const QByteArrayView parts[] = {QByteArrayView(head.data(), head.size()), utf8Text,
+                                    QByteArrayView(tail.data(), tail.size())};
+    if (ascii && narrow_) {
+        const qsizetype at = narrowStore_.size();
+        if (at + n > narrowStore_.capacity() && at >= kLongListStore)
+            narrowStore_.reserve(kLongListReserve);
+        narrowStore_.resize(at + n);
+        char* p = narrowStore_.data() + at;
+        for (const QByteArrayView part : parts) {
+            std::memcpy(p, part.data(), size_t(part.size()));
+            p += part.size();
+        }
+        s.textAt = quint64(at);
+        s.textLength = quint64(n);
+    } else if (ascii) {
+        const qsizetype at = store_.size();
+        if (at + n > store_.capacity() && at >= kLongListStore) store_.reserve(kLongListReserve);
+        store_.resize(at + n);
+        char16_t* p = reinterpret_cast<char16_t*>(store_.data()) + at;
+        for (const QByteArrayView part : parts) {
+            const char* b = part.data();
+            for (qsizetype i = 0; i < part.size(); ++i)
+                p[i] = uchar(b[i]);
+            p += part.size();
+        }
+        s.textAt = quint64(at);
+        s.textLength = quint64(n);
+    } else {
+        putText(s, QString(head) + QString::fromUtf8(utf8Text) + QString(tail));
+    }
     staged_.append(s);
 }
 
@@ -377,17 +488,19 @@ void ListModel::removeItem(int index) {
 }
 
 QString ListModel::text(int index) const {
-    return index >= 0 && index < count() ? view(rows_[index]).toString() : QString();
+    return index >= 0 && index < count() ? textOf(rows_[index]) : QString();
 }
 
 ListRow ListModel::row(int index) const {
     if (index < 0 || index >= count()) return {};
     const Slot& s = rows_[index];
-    return {view(s).toString(), tagOf(s), s.number, s.picture, bool(s.selected)};
+    return {textOf(s), tagOf(s), s.number, s.picture, bool(s.selected)};
 }
 
 QStringView ListModel::textView(int index) const {
-    return index >= 0 && index < count() ? view(rows_[index]) : QStringView();
+    if (index < 0 || index >= count()) return QStringView();
+    widen();
+    return view(rows_[index]);
 }
 
 void ListModel::setText(int index, const QString& text) {
@@ -486,7 +599,7 @@ int ListModel::find(const QString& what, FindMode mode, int start) const {
     const int n = count();
     if (n == 0) return -1;
     if (start < 0 || start >= n) start = 0;
-    auto matches = [&](QStringView t) {
+    auto matches = [&](auto t) {
         switch (mode) {
         case FindMode::Exact:
             return t.compare(what, Qt::CaseInsensitive) == 0;
@@ -497,11 +610,15 @@ int ListModel::find(const QString& what, FindMode mode, int start) const {
         }
         return false;
     };
-    for (int i = start; i < n; ++i)
-        if (matches(view(rows_[i]))) return i;
-    for (int i = 0; i < start; ++i)
-        if (matches(view(rows_[i]))) return i;
-    return -1;
+    auto search = [&](auto textAt) {
+        for (int i = start; i < n; ++i)
+            if (matches(textAt(rows_[i]))) return i;
+        for (int i = 0; i < start; ++i)
+            if (matches(textAt(rows_[i]))) return i;
+        return -1;
+    };
+    if (narrow_) return search([this](const Slot& s) { return narrowView(s); });
+    return search([this](const Slot& s) { return view(s); });
 }
 
 ListRow ListModel::decodeRow(QStringView line) {
@@ -527,47 +644,88 @@ ListRow ListModel::decodeRow(QStringView line) {
 
 namespace {
 
-// The file form of one field as UTF-8, escaping as appendEscaped does.
-// Header lists run to a million rows, so plain ASCII is narrowed in a loop
-// without branches the compiler can vectorize, and checked as it goes.
-void appendField(QByteArray& out, QStringView s) {
-    const qsizetype at = out.size();
-    out.resize(at + s.size());
-    char* p = out.data() + at;
-    const char16_t* u = s.utf16();
-    bool ascii = true, latin1 = true, special = false;
-    for (qsizetype i = 0; i < s.size(); ++i) {
-        const char16_t c = u[i];
-        ascii &= c < 0x80;
-        latin1 &= c < 0x100;
-        special |= (c == u'\\') | (c == u'\t') | (c == u'\n') | (c == u'\r');
-        p[i] = char(c);
+// Printable ASCII but the backslash: a unit the file form takes as it is.
+template <typename Unit> bool plainUnit(Unit c) {
+    return c >= 0x20 && c < 0x80 && c != '\\';
+}
+
+// Writes the n units at u to p as bytes when every one is plain; false,
+// with p left as it was, otherwise. Check and copy are separate loops
+// without branches, which the compiler vectorizes; together they cost less
+// than one loop that does both.
+template <typename Unit>
+bool copyIfPlain(char* __restrict p, const Unit* __restrict u, qsizetype n) {
+    unsigned other = 0;
+    for (qsizetype k = 0; k < n; ++k) {
+        const unsigned c = u[k];
+        other |= unsigned(c - 0x20 >= 0x60) | unsigned(c == 0x5C);
     }
-    if (ascii && !special) return;
-    out.truncate(at);
-    if (latin1 && !special) {
-        // Group rows start with the mark, the character 255: two bytes.
-        out.resize(at + 2 * s.size());
-        char* q = out.data() + at;
-        for (qsizetype i = 0; i < s.size(); ++i) {
-            const char16_t c = u[i];
-            if (c < 0x80) {
-                *q++ = char(c);
-            } else {
-                *q++ = char(0xC0 | (c >> 6));
-                *q++ = char(0x80 | (c & 0x3F));
-            }
-        }
-        out.truncate(q - out.constData());
-        return;
+    if (other != 0) return false;
+    for (qsizetype k = 0; k < n; ++k)
+        p[k] = char(u[k]);
+    return true;
+}
+
+// One unit below 0x800 that is not plain, escaped or in UTF-8; false for a
+// wider one.
+bool putOtherUnit(char*& q, char16_t c) {
+    if (c >= 0x800) return false;
+    if (c >= 0x80) {
+        *q++ = char(0xC0 | (c >> 6));
+        *q++ = char(0x80 | (c & 0x3F));
+        return true;
     }
-    if (!special) {
-        out += s.toUtf8();
-        return;
+    const char escape = c == u'\\'   ? '\\'
+                        : c == u'\t' ? 't'
+                        : c == u'\n' ? 'n'
+                        : c == u'\r' ? 'r'
+                                     : 0;
+    if (escape) *q++ = '\\';
+    *q++ = escape ? escape : char(c);
+    return true;
+}
+
+// The file form of the n units at u as UTF-8, escaping as appendEscaped
+// does, written at p, which has room for 3 bytes a unit; *done is how many
+// units were written (fewer than n at a unit of 0x800 or more). Header lists
+// run to a million rows and group lists to a hundred thousand, so the units
+// in front that are not plain (the mark of a group's row) are written on
+// their own, and the rest goes through copyIfPlain; a field that has more
+// in it is written unit by unit.
+template <typename Unit> char* putUnits(char* p, const Unit* u, qsizetype n, qsizetype* done) {
+    qsizetype i = 0;
+    for (; i < n && !plainUnit(u[i]); ++i)
+        if (!putOtherUnit(p, u[i])) break;
+    if (i < n && plainUnit(u[i]) && copyIfPlain(p, u + i, n - i)) {
+        *done = n;
+        return p + (n - i);
     }
+    for (; i < n; ++i) {
+        if (plainUnit(u[i]))
+            *p++ = char(u[i]);
+        else if (!putOtherUnit(p, u[i]))
+            break;
+    }
+    *done = i;
+    return p;
+}
+
+char* putField(char* p, QLatin1StringView s) {
+    qsizetype done = 0;
+    return putUnits(p, reinterpret_cast<const uchar*>(s.data()), s.size(), &done);
+}
+
+char* putField(char* p, QStringView s, QByteArray& spill) {
+    qsizetype done = 0;
+    p = putUnits(p, s.utf16(), s.size(), &done);
+    if (done == s.size()) return p;
+    // Wider text (surrogates included) goes the general way, from a code
+    // point boundary on.
     QString escaped;
-    appendEscaped(escaped, s);
-    out += escaped.toUtf8();
+    appendEscaped(escaped, s.sliced(done));
+    spill = escaped.toUtf8();
+    std::memcpy(p, spill.constData(), size_t(spill.size()));
+    return p + spill.size();
 }
 
 // An article number in decimal; digits must hold 20 characters.
@@ -583,32 +741,44 @@ constexpr qsizetype kWriteChunk = 1 << 20;
 bool ListModel::save(const QString& path) const {
     QSaveFile f(path);
     if (!f.open(QIODevice::WriteOnly)) return false;
-    QByteArray out;
-    out.reserve(kWriteChunk + 4096);
+    QByteArray out(kWriteChunk, Qt::Uninitialized);
+    QByteArray spill;
+    qsizetype used = 0;
+    auto flush = [&] {
+        const bool ok = f.write(out.constData(), used) == used;
+        used = 0;
+        return ok;
+    };
     for (const Slot& r : rows_) {
-        appendField(out, view(r));
+        const QStringView tag = tags_[r.tag];
+        // UTF-8 takes at most 3 bytes a unit, an escape 2; then the tabs,
+        // two numbers and the line end.
+        const qsizetype most = 3 * (textSize(r) + tag.size()) + 48;
+        if (used + most > out.size()) {
+            if (!flush()) {
+                f.cancelWriting();
+                return false;
+            }
+            if (most > out.size()) out.resize(most);
+        }
+        char* const begin = out.data() + used;
+        char* p = narrow_ ? putField(begin, narrowView(r)) : putField(begin, view(r), spill);
         char digits[20];
         const qsizetype length =
             r.number != 0 || r.numberFirst ? formatNumber(digits, r.number) : 0;
         if (r.tag != 0 || r.numberFirst || r.number != 0) {
-            out += '\t';
-            if (r.numberFirst) out.append(digits, length);
-            appendField(out, tags_[r.tag]);
+            *p++ = '\t';
+            if (r.numberFirst) p = std::copy_n(digits, length, p);
+            p = putField(p, tag, spill);
         }
         if (r.number != 0) {
-            out += '\t';
-            out.append(digits, length);
+            *p++ = '\t';
+            p = std::copy_n(digits, length, p);
         }
-        out += '\n';
-        if (out.size() >= kWriteChunk) {
-            if (f.write(out) != out.size()) {
-                f.cancelWriting();
-                return false;
-            }
-            out.resize(0);
-        }
+        *p++ = '\n';
+        used += p - begin;
     }
-    if (f.write(out) != out.size()) {
+    if (!flush()) {
         f.cancelWriting();
         return false;
     }
@@ -655,6 +825,7 @@ void ListModel::setRedraw(bool on) {
     // store and the rows grew ahead of need.
     if (on) {
         store_.squeeze();
+        narrowStore_.squeeze();
         rows_.squeeze();
     }
     emit flagsChanged();
@@ -664,6 +835,7 @@ void ListModel::setSorted(bool on) {
     if (sorted_ == on) return;
     sorted_ = on;
     if (on && count() > 1) {
+        widen();
         beginResetModel();
         std::stable_sort(rows_.begin(), rows_.end(), [this](const Slot& a, const Slot& b) {
             return view(a).compare(view(b), Qt::CaseInsensitive) < 0;
@@ -695,6 +867,7 @@ QString ListModel::displayText(const QString& text) {
 }
 
 int ListModel::sortedPosition(QStringView text) const {
+    widen();
     auto it =
         std::upper_bound(rows_.begin(), rows_.end(), text, [this](QStringView t, const Slot& r) {
             return t.compare(view(r), Qt::CaseInsensitive) < 0;

@@ -52,6 +52,11 @@ public:
     // number in decimal followed by tag when numberFirst.
     void stageRow(QByteArrayView utf8Text, qint64 number, QStringView tag, bool numberFirst);
     void stageRow(QStringView text, qint64 number, QStringView tag, bool numberFirst);
+    // A staged row without tag or number whose text is head, utf8Text decoded
+    // as above, then tail, written straight into the store: a group's row is
+    // its received name between its mark and its count. While every text of
+    // a list is Latin-1, the list keeps its texts one byte a character.
+    void stageRow(QLatin1StringView head, QByteArrayView utf8Text, QLatin1StringView tail);
     void commitRows();
     // Changes whenever a row is added, removed or gets another text; tags,
     // numbers, pictures and the selection leave it alone. Indexes over the
@@ -69,6 +74,7 @@ public:
     // The whole row, as appendRows takes it.
     ListRow row(int index) const;
     // The row's text without a copy; valid until the list next changes.
+    // A list kept one byte a character is widened for it, once.
     QStringView textView(int index) const;
 
     bool selected(int index) const;
@@ -134,7 +140,12 @@ private:
     static_assert(sizeof(Slot) == 24, "a row costs 24 bytes besides its text");
 
     qsizetype textSize(const Slot& s) const;
+    // The text of a row of a wide list.
     QStringView view(const Slot& s) const;
+    QLatin1StringView narrowView(const Slot& s) const;
+    QString textOf(const Slot& s) const;
+    // Makes the store UTF-16; a row's place in it stays the same.
+    void widen() const;
     QString tagOf(const Slot& s) const;
     Slot makeSlot(QStringView text, QStringView tag, qint64 number);
     void putText(Slot& s, QStringView text);
@@ -149,7 +160,12 @@ private:
 
     QVector<Slot> rows_;
     QVector<Slot> staged_;
-    QString store_;         // every row's text, one after the other
+    // Every row's text, one after the other: in store_, or while every text
+    // is Latin-1 (a group list) in narrowStore_, one byte a character, at
+    // the same places. textView() widens a narrow list: hence mutable.
+    mutable QString store_;
+    mutable QByteArray narrowStore_;
+    mutable bool narrow_ = false;
     qsizetype garbage_ = 0; // units of store_ no row points to
     QVector<QString> tags_; // distinct tags; [0] is empty
     QHash<QString, quint32> tagIndex_;

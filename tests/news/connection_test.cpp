@@ -82,7 +82,8 @@ TEST(Connection, ConnectListsGroupsFromBlocksCutAnywhereAndWritesTheCache) {
         "215 list follows\r\nalt.binaries.pictures 0000000105 0000000100 y\r\nalt.te",
         "xt 0000000007 0000000007 y\r",
         "\ncomp.lang.c 12 3 m\r\nalt.odd 3 9 y\r\n\r\n"
-        "alt.wide 9223372036854775807 99999999999999999999 y\r\n.",
+        "alt.wide 9223372036854775807 99999999999999999999 y\r\n"
+        "alt.caf\xC3\xA9 12 3 y\r\nalt.bad\xFF 5 1 y\r\nalt.\xE6\x97\xA5 1 1 y\r\n.",
         "\r\n",
     });
 
@@ -92,18 +93,32 @@ TEST(Connection, ConnectListsGroupsFromBlocksCutAnywhereAndWritesTheCache) {
     EXPECT_EQ(t.app.statbar[3], "Connected");
     EXPECT_EQ(texts(t.app.lstGroups),
               (QStringList{mark(1) + "alt.binaries.pictures (5)", "alt.text (0)",
-                           mark(1) + "comp.lang.c (9)", "alt.odd (0)", "alt.wide (0)"}));
+                           mark(1) + "comp.lang.c (9)", "alt.odd (0)", "alt.wide (0)",
+                           mark(1) + QString::fromUtf8("alt.café (9)"),
+                           mark(1) + QString::fromUtf8("alt.bad\xEF\xBF\xBD (4)"),
+                           QString::fromUtf8("alt.日 (0)")}));
     EXPECT_EQ(t.app.statbar[1], "Done Retreiving Group List");
     EXPECT_EQ(t.app.frame(Frame::Groups).title,
-              "Available Groups : " + t.app.CurrentServer + " (5)");
+              "Available Groups : " + t.app.CurrentServer + " (8)");
 
+    // The cache: UTF-8, the mark as its two bytes, one group a line.
+    QFile file(groupCachePath(t.app));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), "\xC3\xBF"
+                              "1alt.binaries.pictures (5)\nalt.text (0)\n"
+                              "\xC3\xBF"
+                              "1comp.lang.c (9)\nalt.odd (0)\nalt.wide (0)\n"
+                              "\xC3\xBF"
+                              "1alt.caf\xC3\xA9 (9)\n"
+                              "\xC3\xBF"
+                              "1alt.bad\xEF\xBF\xBD (4)\nalt.\xE6\x97\xA5 (0)\n");
     ListModel cached;
     ASSERT_TRUE(cached.load(groupCachePath(t.app)));
     EXPECT_EQ(texts(cached), texts(t.app.lstGroups));
 
     // A list in memory serves without the server (the script has no more steps).
     cmdGroup(t.app, true);
-    EXPECT_EQ(t.app.lstGroups.count(), 5);
+    EXPECT_EQ(t.app.lstGroups.count(), 8);
     EXPECT_EQ(t.server.received().count("LIST"), 1);
 }
 

@@ -24,6 +24,26 @@ TEST(GroupRows, NamesServersJunkAndTheBinariesFilter) {
         EXPECT_EQ(cleanNewsGroup(text), c.clean) << c.row.toStdString();
         EXPECT_EQ(text, c.callerAfter) << "the caller's text keeps its blanks";
     }
+    // Leading numbers of LIST and XHDR lines, around the 18 digits that
+    // cannot overflow and the 19 that may.
+    const struct {
+        const char* text;
+        qint64 number;
+    } numbers[] = {
+        {"", 0},
+        {"y", 0},
+        {"0000000001 y", 1},
+        {"12a", 12},
+        {"999999999999999999", 999999999999999999},
+        {"1000000000000000000 x", 1000000000000000000},
+        {"9223372036854775807", 9223372036854775807},
+        {"9223372036854775808", -1},
+        {"99999999999999999999", -1},
+        {"0000000000000000000000000000042", 42},
+    };
+    for (const auto& n : numbers)
+        EXPECT_EQ(leadingNumber(n.text), n.number) << n.text;
+
     EXPECT_EQ(GetServerName(mark(1) + "alt.fav (news.one.test) (17)"), "news.one.test");
     EXPECT_EQ(GetServerName("alt.fav (news.one.test"), "news.one.test");
     EXPECT_EQ(GetServerName("no brackets"), "no brackets");

@@ -131,6 +131,49 @@ TEST(ListModel, SaveAndLoadGiveBackEveryRowExactly) {
     EXPECT_TRUE(bytes.contains(QString::fromUtf8("\ncafé 日本語").toUtf8()));
     EXPECT_TRUE(bytes.contains("\nback\\\\slash\n"));
 
+    // Every unit that is not plain ASCII, at the edges of the runs the
+    // writer copies in blocks, gives the bytes of the plain way: escape,
+    // then UTF-8 (a lone surrogate as QString::toUtf8 writes it).
+    const QString odd[] = {"\\",
+                           "\t",
+                           "\r\n",
+                           QString(QChar(0xFF)) + "1",
+                           QString(QChar(0x7FF)),
+                           QString(QChar(0x20AC)),
+                           QString(QChar(0xD800)),
+                           QString::fromUtf8("\xF0\x9F\x98\x80"),
+                           QString(QChar(0x01))};
+    auto plainWay = [](QString s) {
+        return s.replace("\\", "\\\\")
+            .replace("\t", "\\t")
+            .replace("\n", "\\n")
+            .replace("\r", "\\r")
+            .toUtf8();
+    };
+    ListModel edges;
+    QByteArray expected;
+    for (const int length : {1, 15, 16, 17, 31, 32, 33, 50})
+        for (const int at : {0, 1, 14, 15, 16, 17, 31, 32, length - 1})
+            for (const QString& o : odd) {
+                if (at >= length) continue;
+                QString text(length, u'a');
+                text.replace(at, 1, o);
+                // The same text as the tag of every other row, after its number.
+                const bool tagged = at % 2 == 1;
+                edges.appendRows({row(text, tagged ? "77" + text : QString(), tagged ? 77 : 0)});
+                expected += plainWay(text);
+                if (tagged) expected += "\t77" + plainWay(text) + "\t77";
+                expected += '\n';
+            }
+    ASSERT_TRUE(edges.save(dir.filePath("edges.txt")));
+    QFile e(dir.filePath("edges.txt"));
+    ASSERT_TRUE(e.open(QIODevice::ReadOnly));
+    const QByteArray written = e.readAll();
+    const QList<QByteArray> got = written.split('\n'), want = expected.split('\n');
+    ASSERT_EQ(got.size(), want.size());
+    for (qsizetype i = 0; i < want.size(); ++i)
+        EXPECT_EQ(got[i], want[i]) << "row " << i;
+
     // A missing file fails and leaves the rows as they were.
     EXPECT_FALSE(back.load(dir.filePath("missing.txt")));
     EXPECT_EQ(back.count(), rows.size());
@@ -254,5 +297,93 @@ TEST(ListModel, StagedRowsMatchTheStringPathAndSurviveRewrites) {
         staged.clear();
         staged.commitRows();
         EXPECT_EQ(staged.count(), 0) << "clearing drops staged rows too";
+    }
+}
+
+// Rows staged around a received name (a group list) are kept one byte a
+// character while every text is Latin-1. Whatever is done to such a list,
+// it answers as a list filled with the same strings: texts, display, find,
+// the saved file, rewrites and removals (the store rebuilt), sorting, a
+// view of a row, and a name that is not Latin-1 coming in the middle.
+TEST(ListModel, RowsStagedAroundANameAnswerAsTheStringPath) {
+    const QLatin1StringView mark1("\xFF"
+                                  "1");
+    struct Name {
+        QByteArray utf8;
+        QLatin1StringView head, tail;
+    };
+    const Name names[] = {
+        {"alt.binaries.a", mark1, QLatin1StringView(" (12)")},
+        {"alt.Caf\xC3\xA9", mark1, QLatin1StringView(" (3)")}, // Latin-1 once decoded
+        {"alt.text", {}, QLatin1StringView(" (0)")},
+        {"back\\slash\ttab", mark1, QLatin1StringView(" (1)")},
+        {"", {}, {}},
+    };
+    auto textOf = [](const Name& n) {
+        return QString(n.head) + QString::fromUtf8(n.utf8) + QString(n.tail);
+    };
+    auto sameFile = [](const ListModel& a, const ListModel& b) {
+        QTemporaryDir dir;
+        if (!a.save(dir.filePath("a")) || !b.save(dir.filePath("b"))) return false;
+        QFile fa(dir.filePath("a")), fb(dir.filePath("b"));
+        return fa.open(QIODevice::ReadOnly) && fb.open(QIODevice::ReadOnly) &&
+               fa.readAll() == fb.readAll();
+    };
+    // Without and with a name outside Latin-1 after the first rows: a wide
+    // character, or a bad byte that becomes U+FFFD.
+    for (const QByteArray& wide :
+         {QByteArray(), QByteArray("alt.\xE6\x97\xA5"), QByteArray("bad\xFF.byte")}) {
+        SCOPED_TRACE(wide.isEmpty() ? "Latin-1 only" : wide.constData());
+        ListModel staged, strings;
+        QAbstractItemModelTester tester(&staged,
+                                        QAbstractItemModelTester::FailureReportingMode::Fatal);
+        for (int round = 0; round < 300; ++round)
+            for (const Name& n : names) {
+                staged.stageRow(n.head, n.utf8, n.tail);
+                strings.addItem(textOf(n));
+                if (round == 1 && n.utf8.isEmpty() && !wide.isEmpty()) {
+                    staged.stageRow({}, wide, QLatin1StringView(" (0)"));
+                    strings.addItem(QString::fromUtf8(wide) + " (0)");
+                }
+            }
+        staged.commitRows();
+        ASSERT_EQ(texts(staged), texts(strings));
+        EXPECT_TRUE(sameFile(staged, strings));
+        for (int i : {0, 1, 4}) {
+            for (int role : {int(Qt::DisplayRole), int(ListModel::MarkRole)})
+                EXPECT_EQ(staged.data(staged.index(i), role), strings.data(strings.index(i), role))
+                    << "row " << i << " role " << role;
+        }
+        for (const QString& what : {QString::fromUtf8("CAFÉ"), QString("ALT.TEXT (0)"),
+                                    QString(mark1) + "alt.b", QString("nowhere")})
+            for (FindMode mode : {FindMode::Exact, FindMode::Prefix, FindMode::Contains})
+                EXPECT_EQ(staged.find(what, mode, 9), strings.find(what, mode, 9))
+                    << qPrintable(what) << " mode " << int(mode);
+
+        // Rewrites, Latin-1 and not, and removals until the store is rebuilt.
+        for (int i = 0; i < staged.count(); i += 7) {
+            const QString t = staged.text(i) + (i % 2 ? QString::fromUtf8("é") : QString("x"));
+            staged.setText(i, t);
+            strings.setText(i, t);
+        }
+        for (int i = 0; i < 1000; ++i) {
+            staged.removeItem(i % 3);
+            strings.removeItem(i % 3);
+        }
+        staged.addItem(QString::fromUtf8("added à la fin"));
+        strings.addItem(QString::fromUtf8("added à la fin"));
+        ASSERT_EQ(texts(staged), texts(strings));
+        EXPECT_TRUE(sameFile(staged, strings));
+        EXPECT_EQ(staged.textView(3), strings.text(3));
+        EXPECT_EQ(staged.textView(staged.count() - 1), strings.text(strings.count() - 1));
+        staged.setText(0, QString::fromUtf8("wide 日本"));
+        strings.setText(0, QString::fromUtf8("wide 日本"));
+        staged.setSorted(true);
+        strings.setSorted(true);
+        EXPECT_EQ(texts(staged), texts(strings));
+        staged.clear();
+        staged.stageRow({}, "after a clear", {});
+        staged.commitRows();
+        EXPECT_EQ(texts(staged), QStringList{"after a clear"});
     }
 }
