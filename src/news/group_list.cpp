@@ -116,7 +116,7 @@ int GetGroupFromDisk(App& app) {
 
 void SaveGroupsToDisk(App& app) {
     app.setStatus(1, QStringLiteral("Saving Groups"));
-    app.lstGroups.save(groupCachePath(app));
+    app.lstGroups.save(groupCachePath(app), ListModel::SaveMode::Cache);
     if (app.lstTempServ.count() == 0) LoadListFile(app, app.lstTempServ, serverListPath(app), -1);
     const int row = app.lstTempServ.find(app.CurrentServer, FindMode::Contains, 0);
     if (row >= 0) {

@@ -101,7 +101,7 @@ int cmdGetMessageHeaders(App& app, bool cache) {
             MenuOnOff(app, QStringLiteral("SG"), false);
             MenuOnOff(app, QStringLiteral("CG"), true);
             MenuOnOff(app, QStringLiteral("SM"), true);
-            if (!app.ending) app.lstMessages.save(messageListPath(app));
+            if (!app.ending) app.lstMessages.save(messageListPath(app), ListModel::SaveMode::Cache);
         }
         app.lstMessages.setSelected(0, true);
         app.lstMessages.setListIndex(0);

@@ -7,8 +7,10 @@
 #include <QMimeData>
 #include <QSaveFile>
 #include <QStringDecoder>
+#include <QTemporaryFile>
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -738,9 +740,28 @@ constexpr qsizetype kWriteChunk = 1 << 20;
 
 } // namespace
 
-bool ListModel::save(const QString& path) const {
-    QSaveFile f(path);
-    if (!f.open(QIODevice::WriteOnly)) return false;
+bool ListModel::save(const QString& path, SaveMode mode) const {
+    if (mode == SaveMode::Synced) {
+        QSaveFile f(path);
+        if (!f.open(QIODevice::WriteOnly)) return false;
+        if (!writeRows(f)) {
+            f.cancelWriting();
+            return false;
+        }
+        return f.commit();
+    }
+    // Written whole under a name of its own and renamed over the old file,
+    // so a crash leaves one or the other; not waited for on the disk.
+    QTemporaryFile f(path + QStringLiteral(".XXXXXX"));
+    if (!f.open() || !writeRows(f) || !f.flush()) return false;
+    if (std::rename(QFile::encodeName(f.fileName()).constData(),
+                    QFile::encodeName(path).constData()) != 0)
+        return false;
+    f.setAutoRemove(false);
+    return true;
+}
+
+bool ListModel::writeRows(QIODevice& f) const {
     QByteArray out(kWriteChunk, Qt::Uninitialized);
     QByteArray spill;
     qsizetype used = 0;
@@ -755,10 +776,7 @@ bool ListModel::save(const QString& path) const {
         // two numbers and the line end.
         const qsizetype most = 3 * (textSize(r) + tag.size()) + 48;
         if (used + most > out.size()) {
-            if (!flush()) {
-                f.cancelWriting();
-                return false;
-            }
+            if (!flush()) return false;
             if (most > out.size()) out.resize(most);
         }
         char* const begin = out.data() + used;
@@ -778,11 +796,7 @@ bool ListModel::save(const QString& path) const {
         *p++ = '\n';
         used += p - begin;
     }
-    if (!flush()) {
-        f.cancelWriting();
-        return false;
-    }
-    return f.commit();
+    return flush();
 }
 
 bool ListModel::load(const QString& path) {

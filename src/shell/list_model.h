@@ -4,6 +4,8 @@
 #include <QHash>
 #include <QString>
 #include <QVector>
+
+class QIODevice;
 #include <functional>
 
 // One row of any list of the program, as it goes in and comes out; the list
@@ -92,7 +94,12 @@ public:
     // row 0 up to the row before start; -1 only when no row matches.
     int find(const QString& what, FindMode mode, int start) const;
 
-    bool save(const QString& path) const;
+    // Synced: the file is on the disk when save returns (the user's own
+    // lists). Cache: a list fetched again if a power cut takes it, which
+    // does not wait for the disk. Either way a crash leaves the old file or
+    // the new one, whole.
+    enum class SaveMode { Synced, Cache };
+    bool save(const QString& path, SaveMode mode = SaveMode::Synced) const;
     bool load(const QString& path);
 
     bool redraw() const { return redraw_; }
@@ -124,6 +131,9 @@ signals:
     void flagsChanged();
 
 private:
+    // The list file's bytes, written in large pieces.
+    bool writeRows(QIODevice& out) const;
+
     // A row as kept: its text lives in store_, its tag in tags_. A header
     // list runs to millions of rows, and a string or two per row would cost
     // more than the text itself.

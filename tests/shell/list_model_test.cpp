@@ -4,6 +4,7 @@
 #include "shell/list_model.h"
 
 #include <QAbstractItemModelTester>
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -130,6 +131,22 @@ TEST(ListModel, SaveAndLoadGiveBackEveryRowExactly) {
     EXPECT_TRUE(bytes.startsWith((mark(1) + "alt.binaries.pictures (5)\n").toUtf8()));
     EXPECT_TRUE(bytes.contains(QString::fromUtf8("\ncafé 日本語").toUtf8()));
     EXPECT_TRUE(bytes.contains("\nback\\\\slash\n"));
+
+    // A cache is written the same, replaces the old file whole and leaves
+    // nothing beside it; into a directory that is gone it fails.
+    f.close();
+    ListModel one;
+    one.addItem("the only row");
+    ASSERT_TRUE(one.save(file, ListModel::SaveMode::Cache));
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    EXPECT_EQ(f.readAll(), "the only row\n");
+    f.close();
+    ASSERT_TRUE(list.save(file, ListModel::SaveMode::Cache));
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    EXPECT_EQ(f.readAll(), bytes);
+    f.close();
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"list.txt"});
+    EXPECT_FALSE(one.save(dir.filePath("gone/list.txt"), ListModel::SaveMode::Cache));
 
     // Every unit that is not plain ASCII, at the edges of the runs the
     // writer copies in blocks, gives the bytes of the plain way: escape,
