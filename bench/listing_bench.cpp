@@ -221,16 +221,21 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    // LIST of 100,000 groups.
+    // LIST of 100,000 groups, each client the best of three: a single
+    // listing of a few milliseconds moves by half with the machine's load.
     qint64 bytes = 0;
-    const double bareList = bareClientMs(server.port, "LIST", &bytes);
-    probe.start();
+    double bareList = 1e99, ourList = 1e99;
+    double listStall = 0;
     QElapsedTimer t;
-    t.start();
-    cmdGroup(app, false);
-    const double ourList = t.nsecsElapsed() / 1e6;
-    probe.stop();
-    const double listStall = probe.worst;
+    for (int round = 0; round < 3; ++round) {
+        bareList = std::min(bareList, bareClientMs(server.port, "LIST", &bytes));
+        probe.start();
+        t.start();
+        cmdGroup(app, false);
+        ourList = std::min(ourList, t.nsecsElapsed() / 1e6);
+        probe.stop();
+        listStall = std::max(listStall, double(probe.worst));
+    }
     if (app.lstGroups.count() != kGroups) {
         std::fprintf(stderr, "groups: %d rows\n", app.lstGroups.count());
         return 1;
