@@ -240,6 +240,10 @@ DecodeOutcome decodeFrom(QIODevice& input, int fd, qint64 total, const QString& 
     }
     outcome.bytesWritten = sink.highWater();
     bool keep = result == DecodeResult::Ok || (options.keepDamaged && outcome.bytesWritten > 0);
+    if (keep && options.mayPlace && !options.mayPlace()) {
+        keep = false;
+        result = DecodeResult::Cancelled;
+    }
     if (!sink.finish(keep) && keep) {
         keep = false;
         if (sink.targetExists()) {

@@ -125,10 +125,18 @@ bool Decoder::startFeed(std::shared_ptr<PartFeed> feed) {
     quiet_ = false;
     feed_ = std::move(feed);
     feedOpen_ = true;
-    worker_ = QThread::create([this, options = runOptions(), feed = feed_, out = targetPath_] {
-        workerOutcome_ = decodeDevice(*feed, -1, out, options);
-        // Whatever the download still hands over is not waited for.
+    DecodeOptions options = runOptions();
+    // The data may end before the post does (a uuencode "end" in a part
+    // before the last): the file waits until the download has all parts,
+    // and goes if it gives the post up. Parts handed over meanwhile are
+    // dropped unread.
+    options.mayPlace = [feed = feed_.get()] {
         feed->readerDone();
+        return feed->waitForEnd();
+    };
+    worker_ = QThread::create([this, options, feed = feed_, out = targetPath_] {
+        workerOutcome_ = decodeDevice(*feed, -1, out, options);
+        feed->readerDone(); // a run that failed early
     });
     connect(worker_, &QThread::finished, this, &Decoder::onWorkerFinished, Qt::QueuedConnection);
     worker_->start();

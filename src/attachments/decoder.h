@@ -51,6 +51,10 @@ struct DecodeOptions {
     // Called after each read with the bytes of input consumed and the input's
     // size, on the thread that decodes.
     std::function<void(qint64 done, qint64 total)> progress;
+    // Called on the decoding thread before a file is put in place; false
+    // drops it (the run ends Cancelled). A fed run waits here for the
+    // download to say the post is whole.
+    std::function<bool()> mayPlace;
     // Base64 in a MIME part: the boundary that closes the part (without the
     // leading "--"), and the size its headers announce, -1 when none.
     QByteArray mimeBoundary;

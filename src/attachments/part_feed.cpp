@@ -46,6 +46,12 @@ void PartFeed::finish() {
     changed_.notify_all();
 }
 
+bool PartFeed::waitForEnd() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return finished_ || abandoned_; });
+    return !abandoned_;
+}
+
 void PartFeed::abandon() {
     std::lock_guard lock(mutex_);
     abandoned_ = true;

@@ -28,6 +28,8 @@ public:
     bool waitHeldAtMost(qint64 bytes, int ms);
     void finish();
     void abandon();
+    // The reader's wait for one of the two: true when finished.
+    bool waitForEnd();
 
     // The reader's side: it stops reading (it ended early); what is pushed
     // after that is dropped.

@@ -641,7 +641,9 @@ TEST_F(DecoderTest, ControlRunsItsSetUpStepsInBothModes) {
 // whole, a run that fails early keeps its failure until the feed ends (the
 // fetching is not broken into), the feed's bound holds the download up
 // until the decoder has read, and an abandoned run leaves no file and
-// reports nothing.
+// reports nothing. Data that ends before the post does (a uuencode "end"
+// in a part before the last) puts no file in place until the feed ends:
+// the download may still give the post up.
 TEST_F(DecoderTest, FedRunDecodesPartsAsTheyComeAndReportsOnlyAtTheEnd) {
     const QByteArray data = randomBytes(300000, 23);
     const QList<QByteArray> parts = yencEncodeParts(data, {100000, 100000, 100000}, "f.bin");
@@ -695,6 +697,39 @@ TEST_F(DecoderTest, FedRunDecodesPartsAsTheyComeAndReportsOnlyAtTheEnd) {
             EXPECT_EQ(d.lastOutcome().result,
                       c == FailsEarly ? DecodeResult::CrcError : DecodeResult::Cancelled);
             EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
+        }
+    }
+
+    const QByteArray uu = randomBytes(20000, 24);
+    const QList<QByteArray> uuParts = splitLines(uuencode(uu, "u.bin"), 2);
+    for (const bool giveUp : {false, true}) {
+        SCOPED_TRACE(giveUp);
+        Decoder d;
+        QSignalSpy failures(&d, &Decoder::failure), ended(&d, &Decoder::end);
+        d.setTargetPath(path("out/u.bin"));
+        d.setEncoding("x-uuencode");
+        ASSERT_TRUE(d.startFeed(std::make_shared<PartFeed>()));
+        PartFeed* feed = d.feed();
+        for (const QByteArray& p : uuParts) {
+            QByteArray part = p + "\r\n";
+            feed->push(std::move(part));
+        }
+        // The reader stops at "end"; no bytes held can satisfy -1.
+        while (!feed->waitHeldAtMost(-1, 50))
+            QCoreApplication::processEvents();
+        EXPECT_FALSE(QFile::exists(path("out/u.bin")));
+        QByteArray signature("-- \r\nlast part\r\n");
+        feed->push(std::move(signature));
+        d.endFeed(giveUp);
+        ASSERT_TRUE(ended.wait(60000));
+        EXPECT_TRUE(failures.isEmpty());
+        if (giveUp) {
+            EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
+        } else {
+            QFile f(path("out/u.bin"));
+            ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+            EXPECT_EQ(f.readAll(), uu);
+            f.remove();
         }
     }
 }
