@@ -433,6 +433,7 @@ void ListModel::stageRow(QLatin1StringView head, QByteArrayView utf8Text, QLatin
         narrowStore_.resize(at + n);
         char* p = narrowStore_.data() + at;
         for (const QByteArrayView part : parts) {
+            if (part.isEmpty()) continue; // its data may be null, which memcpy must not see
             std::memcpy(p, part.data(), size_t(part.size()));
             p += part.size();
         }
