@@ -3,6 +3,7 @@
 // 2. Prints the wall time, what bounds it (the silent servers times what
 // each may take), the program's CPU time during the run, and how many
 // servers stayed.
+#include "bench_kit.h"
 #include "harvest/server_check.h"
 #include "program/assembly.h"
 #include "setup/server_list.h"
@@ -12,7 +13,6 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QProcess>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -20,20 +20,6 @@
 #include <sys/resource.h>
 
 namespace {
-
-const QString kNewsServer = QStringLiteral(ZANDERFELL_SOURCE_DIR "/scripts/news-server");
-
-bool run(const QStringList& args, QByteArray* out = nullptr) {
-    QProcess p;
-    p.start(kNewsServer, args);
-    if (!p.waitForFinished(120000) || p.exitCode() != 0) {
-        std::fprintf(stderr, "news-server %s: %s\n", qPrintable(args.join(' ')),
-                     p.readAllStandardError().constData());
-        return false;
-    }
-    if (out) *out = p.readAllStandardOutput();
-    return true;
-}
 
 QByteArray reply(QTcpSocket& s) {
     while (!s.canReadLine())
@@ -81,8 +67,8 @@ int main(int argc, char** argv) {
     for (int i = 0; i < 10; ++i) {
         const QString d = dir.path() + QStringLiteral("/inn%1").arg(i);
         QByteArray port;
-        if (!run({QStringLiteral("fresh"), d}, &port) ||
-            !run({QStringLiteral("newgroup"), d, QStringLiteral("alt.bench.check")}))
+        if (!newsServer({QStringLiteral("fresh"), d}, &port) ||
+            !newsServer({QStringLiteral("newgroup"), d, QStringLiteral("alt.bench.check")}))
             return 1;
         innDirs << d;
         const quint16 p = QByteArray(port).trimmed().toUShort();
@@ -140,6 +126,6 @@ int main(int argc, char** argv) {
     std::printf("check_200_servers_cpu_s: %.2f s\n", cpu);
     std::printf("check_servers_kept: %d servers\n", int(app.txtNNTPServ.count()));
     for (const QString& d : innDirs)
-        run({QStringLiteral("stop"), d});
+        newsServer({QStringLiteral("stop"), d});
     return 0;
 }
