@@ -13,6 +13,8 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <algorithm>
+#include <cstring>
+#include <utility>
 
 namespace {
 
@@ -21,13 +23,19 @@ namespace {
 constexpr qint64 kPassIntervalMs = 40;
 constexpr qsizetype kKeptBufferBytes = 1 << 20;
 
+// The first blank of a line; inlined, as QByteArrayView::indexOf is not.
+qsizetype blankIn(QByteArrayView line) {
+    if (line.isEmpty()) return -1;
+    const void* at = std::memchr(line.data(), ' ', size_t(line.size()));
+    return at ? static_cast<const char*>(at) - line.data() : -1;
+}
+
 QString lineText(QByteArrayView bytes) {
     return QString::fromUtf8(bytes);
 }
 
-// Hands the rows gathered so far to the list and lets the queue run once
-// without waiting. The consumed part of LineBuffer is gone before the pass,
-// so a nested event only sees lines that are still to be handled.
+// When the rows gathered so far go to the list and the queue runs once
+// without waiting.
 struct Pacer {
     QElapsedTimer clock;
     unsigned lines = 0;
@@ -45,46 +53,91 @@ void progressText(App& app, int rows, const char* what) {
         app.setStatus(2, u'~' + QString::number(rows) + QLatin1String(what));
 }
 
-// Cuts the complete lines off the front of LineBuffer and hands each to
-// handle(line). flush() runs before every pass of the queue and at the end.
-// The search starts where the last one left off, so a line that comes in
-// many blocks is read once. Returns false when the line still waiting for
-// its end is past the limit.
+// Where the CR LF that ends the first line of p[0, n) is: the index of its
+// LF, or -1. A line holds few LFs, so the search is for them and the CR is
+// checked; a two-byte search would go byte by byte. crBefore: the byte
+// before p[0] was a CR.
+qsizetype lineEnd(const char* p, qsizetype n, bool crBefore) {
+    qsizetype at = 0;
+    while (at < n) {
+        const void* lf = std::memchr(p + at, '\n', size_t(n - at));
+        if (!lf) return -1;
+        at = static_cast<const char*>(lf) - p;
+        if (at > 0 ? p[at - 1] == '\r' : crBefore) return at;
+        ++at;
+    }
+    return -1;
+}
+
+// Hands each complete line of the block to handle(line), read in place;
+// only a line still waiting for its end is kept, in LineBuffer, and finished
+// from the next block. flush() runs before every pass of the queue and at
+// the end. Returns false when the line waiting for its end is past the limit.
 template <typename Handle, typename Flush>
-bool eachCompleteLine(App& app, Handle handle, Flush flush, bool stopOnRequest) {
-    Pacer pacer;
+bool eachCompleteLine(App& app, const QByteArray& block, Handle handle, Flush flush,
+                      bool stopOnRequest) {
+    // Lines a stop left behind are read again, with the block behind them.
+    const bool leftByStop = app.LineBuffer.size() > 1 && app.lineScanFrom == 0;
+    QByteArray data = leftByStop ? std::exchange(app.LineBuffer, QByteArray()) + block : block;
+    const char* const p = data.constData();
+    const qsizetype n = data.size();
     qsizetype from = 0;
-    qsizetype scanFrom = std::min(app.lineScanFrom, app.LineBuffer.size());
     bool stopped = false;
-    for (;;) {
-        if (stopOnRequest && app.StopRequested) {
+    auto keepRest = [&] {
+        app.LineBuffer.append(p + from, n - from);
+        from = n;
+    };
+    if (!app.LineBuffer.isEmpty()) {
+        const qsizetype lf = lineEnd(p, n, app.LineBuffer.endsWith('\r'));
+        if (lf < 0) {
+            keepRest();
+        } else if (stopOnRequest && app.StopRequested) {
             stopped = true;
-            break;
-        }
-        const qsizetype cr = app.LineBuffer.indexOf("\r\n", std::max(from, scanFrom));
-        if (cr < 0) break;
-        handle(QByteArrayView(app.LineBuffer).sliced(from, cr - from));
-        from = cr + 2;
-        if (pacer.due()) {
-            app.LineBuffer.remove(0, from);
-            from = scanFrom = 0;
-            flush();
-            QCoreApplication::processEvents(QEventLoop::AllEvents);
+            keepRest();
+        } else {
+            app.LineBuffer.append(p, lf + 1);
+            handle(QByteArrayView(app.LineBuffer).chopped(2));
+            app.LineBuffer.resize(0);
+            from = lf + 1;
         }
     }
-    app.LineBuffer.remove(0, from);
-    // A burst of blocks can grow the buffer to many megabytes; once it is
-    // used up, that room goes back rather than staying with a listed group.
+    Pacer pacer;
+    while (from < n) {
+        if (stopOnRequest && app.StopRequested) {
+            stopped = true;
+            keepRest();
+            break;
+        }
+        // p[from - 1], if any, is the LF that ended the line before.
+        const qsizetype lf = lineEnd(p + from, n - from, false);
+        if (lf < 0) {
+            keepRest();
+            break;
+        }
+        handle(QByteArrayView(p + from, lf - 1));
+        from += lf + 1;
+        if (pacer.due()) {
+            flush();
+            QCoreApplication::processEvents(QEventLoop::AllEvents);
+            // A failure or the end of the program in that pass ends the transfer.
+            if (app.LastError != 0 || app.ending) {
+                app.LineBuffer.clear();
+                app.lineScanFrom = 0;
+                return true;
+            }
+        }
+    }
+    // A line that came in a burst of blocks gives its room back once used.
     if (app.LineBuffer.isEmpty() && app.LineBuffer.capacity() > kKeptBufferBytes)
         app.LineBuffer = QByteArray();
     flush();
-    // Lines left behind by a stop are searched again; otherwise only the last
-    // byte may still start a CR LF.
+    // Lines left behind by a stop are searched again; otherwise LineBuffer
+    // holds at most the start of one line.
     app.lineScanFrom = stopped ? 0 : std::max<qsizetype>(app.LineBuffer.size() - 1, 0);
     return stopped || app.LineBuffer.size() <= kMaxLineBytes;
 }
 
-void receiveGroupLines(App& app) {
+void receiveGroupLines(App& app, const QByteArray& block) {
     ListModel& list = app.lstGroups;
     bool tooMany = false;
     int staged = 0;
@@ -95,11 +148,11 @@ void receiveGroupLines(App& app) {
     };
     auto handle = [&](QByteArrayView line) {
         // name, last, first, flags; a short line keeps last and first of the line before.
-        const qsizetype s1 = line.indexOf(' ');
+        const qsizetype s1 = blankIn(line);
         const QByteArrayView nameBytes = s1 < 0 ? line : line.first(s1);
         if (s1 >= 0) {
             const QByteArrayView rest = line.sliced(s1 + 1);
-            const qsizetype s2 = rest.indexOf(' ');
+            const qsizetype s2 = blankIn(rest);
             last = leadingNumber(rest);
             if (s2 >= 0) first = leadingNumber(rest.sliced(s2 + 1));
         }
@@ -117,14 +170,14 @@ void receiveGroupLines(App& app) {
         ++staged;
         progressText(app, list.count() + staged, " Groups So Far");
     };
-    if (!eachCompleteLine(app, handle, flush, true))
+    if (!eachCompleteLine(app, block, handle, flush, true))
         failLongLine(app);
     else if (tooMany)
         failTransfer(app, QStringLiteral("more groups than a server carries"),
                      QStringLiteral("Server Error: Too Many Groups"));
 }
 
-void receiveHeaderLines(App& app) {
+void receiveHeaderLines(App& app, const QByteArray& block) {
     // Rows go from the received bytes into the list without a string each.
     ListModel& list = app.lstMessages;
     bool tooMany = false;
@@ -134,7 +187,7 @@ void receiveHeaderLines(App& app) {
         staged = 0;
     };
     auto handle = [&](QByteArrayView line) {
-        const qsizetype blank = line.indexOf(' ');
+        const qsizetype blank = blankIn(line);
         if (blank < 0) return;
         const qint64 number = leadingNumber(line);
         if (number < app.headerRangeFirst || number > app.headerRangeLast) return;
@@ -152,7 +205,7 @@ void receiveHeaderLines(App& app) {
         }
         progressText(app, list.count() + staged, " Messages So Far");
     };
-    if (!eachCompleteLine(app, handle, flush, false))
+    if (!eachCompleteLine(app, block, handle, flush, false))
         failLongLine(app);
     else if (tooMany)
         failTransfer(app, QStringLiteral("more header lines than articles asked for"),
@@ -163,8 +216,7 @@ void dataPath(App& app, const QByteArray& data) {
     app.TickCount = 0;
     switch (app.TransferMode) {
     case 1:
-        app.LineBuffer.append(data);
-        receiveGroupLines(app);
+        receiveGroupLines(app, data);
         break;
     case 2:
         ArticleData(app, data);
@@ -173,8 +225,7 @@ void dataPath(App& app, const QByteArray& data) {
         if (app.HeaderField == QLatin1String("Path") || app.HeaderField == QLatin1String("From")) {
             if (app.harvestData) app.harvestData(data);
         } else {
-            app.LineBuffer.append(data);
-            receiveHeaderLines(app);
+            receiveHeaderLines(app, data);
         }
         break;
     default:

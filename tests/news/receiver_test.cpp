@@ -120,6 +120,20 @@ TEST(Receiver, GroupLinesWholeOnlyWithProgressEveryHundredRows) {
     EXPECT_EQ(app.lstGroups.text(99999), mark(1) + "alt.burst.99999 (4)");
     EXPECT_LE(app.LineBuffer.capacity(), 1 << 20);
 
+    // A stop holds the group lines back, whole or cut; once it is over they
+    // come in order, each once.
+    app.lstGroups.clear();
+    NNTP_Document(app, 1, {});
+    NNTP_Document(app, 3, "s.a 2 1 y\r\ns.b 3 1 y\r\ns.c 4");
+    app.StopRequested = true;
+    NNTP_Document(app, 3, " 1 y\r\ns.d 5 1 y\r\ns.e");
+    EXPECT_EQ(app.lstGroups.count(), 2);
+    app.StopRequested = false;
+    NNTP_Document(app, 3, " 6 1 y\r\n");
+    EXPECT_EQ(texts(app.lstGroups),
+              (QStringList{mark(1) + "s.a (1)", mark(1) + "s.b (2)", mark(1) + "s.c (3)",
+                           mark(1) + "s.d (4)", mark(1) + "s.e (5)"}));
+
     // A begin throws away the rest of an aborted transfer.
     app.LineBuffer = "half a li";
     NNTP_Document(app, 1, {});
