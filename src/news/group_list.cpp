@@ -178,10 +178,11 @@ void cmdGroup(App& app, bool cache) {
         }
     }
     if (fromServer) {
+        // Redraw off first: the list keeps its room for the rows to come.
+        app.lstGroups.setRedraw(false);
         app.lstGroups.clear();
         app.ErrorText = QStringLiteral("Timeout Getting Groups");
         app.setStatus(1, QStringLiteral("Waiting for Group List"));
-        app.lstGroups.setRedraw(false);
         app.HeaderField = QStringLiteral("Subject");
         app.LastError = 0;
         app.TickCount = 0;

@@ -35,8 +35,9 @@ void NNTP_GroupSelected(App& app, const QString&, qint64 first, qint64 last, qin
 int cmdGetMessageHeaders(App& app, bool cache) {
     HourGlass(app, true);
     if (app.SweepScope == -1) app.setStatus(2, QString());
-    app.lstMessages.clear();
+    // Redraw off first: the list keeps its room for the rows to come.
     app.lstMessages.setRedraw(false);
+    app.lstMessages.clear();
     FavoritesOnOff(app, false);
     app.HeadersDone = false;
     app.StopRequested = false;

@@ -180,8 +180,17 @@ ListModel::Slot ListModel::makeSlot(QStringView text, QStringView tag, qint64 nu
 }
 
 void ListModel::resetStore() {
-    store_.clear();
-    narrowStore_.clear();
+    // A list emptied to be filled again (redraw off) keeps the room of its
+    // texts: its new rows go into memory the system has given already
+    // instead of being faulted in anew, which costs more than writing them.
+    // Emptied for good, it gives the room back.
+    if (redraw_) {
+        store_.clear();
+        narrowStore_.clear();
+    } else {
+        store_.resize(0);
+        narrowStore_.resize(0);
+    }
     narrow_ = false;
     garbage_ = 0;
     tags_ = {QString()};
@@ -304,7 +313,10 @@ void ListModel::clear() {
         return;
     }
     beginResetModel();
-    rows_.clear();
+    if (redraw_)
+        rows_ = QVector<Slot>();
+    else
+        rows_.clear(); // the room stays, as the texts' does
     resetStore();
     ++textRevision_;
     endResetModel();
@@ -468,7 +480,21 @@ void ListModel::stageRow(QStringView text, qint64 number, QStringView tag, bool 
 }
 
 void ListModel::commitRows() {
-    insertSlots(std::exchange(staged_, {}));
+    if (staged_.isEmpty()) return;
+    if (sorted_) {
+        insertSlots(std::exchange(staged_, {}));
+        return;
+    }
+    beginInsertRows(QModelIndex(), count(), count() + static_cast<int>(staged_.size()) - 1);
+    // An empty list takes the staged rows as they are, and the rows still to
+    // come are staged in the room the list had.
+    if (rows_.isEmpty())
+        rows_.swap(staged_);
+    else
+        rows_.append(staged_);
+    staged_.clear();
+    ++textRevision_;
+    endInsertRows();
 }
 
 void ListModel::removeItem(int index) {
@@ -713,9 +739,43 @@ template <typename Unit> char* putUnits(char* p, const Unit* u, qsizetype n, qsi
     return p;
 }
 
+// Whether any of the eight bytes of w is not plain: below 0x20, from 0x80
+// on, or the backslash. Exact, as the tests for a zero byte are.
+inline bool anyOtherByte(quint64 w) {
+    constexpr quint64 ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
+    const quint64 below20 = (w - ones * 0x20) & ~w;
+    const quint64 slash = w ^ (ones * 0x5C);
+    const quint64 isSlash = (slash - ones) & ~slash;
+    return ((w | below20 | isSlash) & highs) != 0;
+}
+
+// The n bytes at u, all plain, copied to p; false (nothing written) when
+// one is not. A row of a group list is some forty bytes: eight at a time,
+// the last eight overlapping, costs less than a vector loop and its tail.
+bool copyIfPlainBytes(char* p, const uchar* u, qsizetype n) {
+    if (n < 8) return copyIfPlain(p, u, n);
+    quint64 w;
+    qsizetype k = 0;
+    for (; k + 8 <= n; k += 8) {
+        std::memcpy(&w, u + k, 8);
+        if (anyOtherByte(w)) return false;
+    }
+    std::memcpy(&w, u + n - 8, 8);
+    if (anyOtherByte(w)) return false;
+    std::memcpy(p, u, size_t(n));
+    return true;
+}
+
 char* putField(char* p, QLatin1StringView s) {
+    const auto* u = reinterpret_cast<const uchar*>(s.data());
+    const qsizetype n = s.size();
+    // The mark of a group's row, then plain text: the common row.
+    qsizetype i = 0;
+    for (; i < n && !plainUnit(u[i]); ++i)
+        putOtherUnit(p, u[i]);
+    if (copyIfPlainBytes(p, u + i, n - i)) return p + (n - i);
     qsizetype done = 0;
-    return putUnits(p, reinterpret_cast<const uchar*>(s.data()), s.size(), &done);
+    return putUnits(p, u + i, n - i, &done);
 }
 
 char* putField(char* p, QStringView s, QByteArray& spill) {
@@ -772,6 +832,16 @@ bool ListModel::writeRows(QIODevice& f) const {
         return ok;
     };
     for (const Slot& r : rows_) {
+        // A row of text alone in a list kept one byte a character: a
+        // group list's every row.
+        if (narrow_ && r.tag == 0 && r.number == 0 && !r.numberFirst &&
+            2 * qsizetype(r.textLength) < kWriteChunk) {
+            if (used + 2 * qsizetype(r.textLength) + 1 > out.size() && !flush()) return false;
+            char* const p = putField(out.data() + used, narrowView(r));
+            *p = '\n';
+            used = p + 1 - out.constData();
+            continue;
+        }
         const QStringView tag = tags_[r.tag];
         // UTF-8 takes at most 3 bytes a unit, an escape 2; then the tabs,
         // two numbers and the line end.
@@ -842,6 +912,7 @@ void ListModel::setRedraw(bool on) {
         store_.squeeze();
         narrowStore_.squeeze();
         rows_.squeeze();
+        staged_.squeeze();
     }
     emit flagsChanged();
 }

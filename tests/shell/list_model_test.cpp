@@ -191,6 +191,35 @@ TEST(ListModel, SaveAndLoadGiveBackEveryRowExactly) {
     for (qsizetype i = 0; i < want.size(); ++i)
         EXPECT_EQ(got[i], want[i]) << "row " << i;
 
+    // The same for a list kept one byte a character (a group list): rows
+    // staged from received bytes, behind a mark or none.
+    ListModel narrow;
+    QByteArray narrowExpected;
+    for (const int length : {1, 7, 8, 9, 15, 16, 17, 50})
+        for (const int at : {0, 1, 6, 7, 8, 9, 15, 16, length - 1})
+            for (const char* o : {"\\", "\t", "\r\n", "\x01", "\x7F"}) {
+                if (at >= length) continue;
+                QByteArray text(length, 'a');
+                text.replace(at, 1, o);
+                const bool marked = at % 2 == 1;
+                narrow.stageRow(QLatin1StringView(marked ? "\xFF"
+                                                           "1"
+                                                         : ""),
+                                text, QLatin1StringView(" (5)"));
+                narrowExpected +=
+                    plainWay((marked ? mark(1) : QString()) + QString::fromLatin1(text) + " (5)") +
+                    '\n';
+            }
+    narrow.commitRows();
+    ASSERT_TRUE(narrow.save(dir.filePath("narrow.txt"), ListModel::SaveMode::Cache));
+    QFile n(dir.filePath("narrow.txt"));
+    ASSERT_TRUE(n.open(QIODevice::ReadOnly));
+    const QList<QByteArray> gotNarrow = n.readAll().split('\n'),
+                            wantNarrow = narrowExpected.split('\n');
+    ASSERT_EQ(gotNarrow.size(), wantNarrow.size());
+    for (qsizetype i = 0; i < wantNarrow.size(); ++i)
+        EXPECT_EQ(gotNarrow[i], wantNarrow[i]) << "narrow row " << i;
+
     // A missing file fails and leaves the rows as they were.
     EXPECT_FALSE(back.load(dir.filePath("missing.txt")));
     EXPECT_EQ(back.count(), rows.size());
