@@ -1,9 +1,12 @@
 #include "attachments/article_receiver.h"
 
 #include "attachments/decoded_files.h"
+#include "attachments/decoder.h"
+#include "attachments/part_feed.h"
 #include "news/line_receiver.h"
 #include "news/nntp_stream.h"
 #include "shell/app.h"
+#include "shell/waits.h"
 
 #include <QFile>
 #include <QStringDecoder>
@@ -129,7 +132,43 @@ QString nameFromArticle(QLatin1StringView bytes) {
     return utf8.hasError() ? QString(bytes) : name;
 }
 
+namespace {
+
+// The part counter shows from the article's first block; it stays the same
+// through the rest.
+void showPartCounter(App& app) {
+    app.setStatus(3, u'[' + QString::number(app.PartDone) + u'/' + QString::number(app.PartCount) +
+                         u']');
+    app.setProgress(0, app.PartCount, app.PartDone);
+}
+
+// A part after the first of a post being decoded: each block goes to the
+// decoder as it comes, without a copy, and the decoder works on it while the
+// rest arrives. Nothing else reads such a part, so it is not gathered.
+void streamBlock(App& app, const QByteArray& block) {
+    PartFeed* const feed = app.MDEC->feed();
+    if (!feed) return;
+    if (app.articleBytes == 0 && app.HeaderField == QLatin1String("Subject")) showPartCounter(app);
+    app.articleBytes += block.size();
+    if (app.articleBytes > kMaxArticleBytes) {
+        failTransfer(app, QStringLiteral("an article longer than 16 MiB"),
+                     QStringLiteral("Server Error: Article Too Large"));
+        return;
+    }
+    feed->push(QByteArray(block));
+    // A decoder that falls behind (a slow disk) holds the download up
+    // rather than letting what the feed holds grow.
+    while (!feed->waitHeldAtMost(kStreamHeldBytes, 20) && !app.StopRequested && !app.ending)
+        LetEventsRun(app);
+}
+
+} // namespace
+
 void ArticleData(App& app, const QByteArray& block) {
+    if (app.streamArticle) {
+        streamBlock(app, block);
+        return;
+    }
     const qsizetype before = app.MessageText.size();
     app.MessageText.append(block);
     if (app.articleLineStart > before) app.articleLineStart = 0; // a new article
@@ -145,13 +184,7 @@ void ArticleData(App& app, const QByteArray& block) {
         return;
     }
     if (app.HeaderField != QLatin1String("Subject")) return;
-    // The part counter shows from the article's first block; it stays the
-    // same through the rest.
-    if (before == 0) {
-        app.setStatus(3, u'[' + QString::number(app.PartDone) + u'/' +
-                             QString::number(app.PartCount) + u']');
-        app.setProgress(0, app.PartCount, app.PartDone);
-    }
+    if (before == 0) showPartCounter(app);
     if (app.AttachName.isEmpty() && app.SweepScope == -1) findBeginLine(app);
 }
 

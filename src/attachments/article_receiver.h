@@ -9,6 +9,9 @@ class App;
 // so that a server that never ends one cannot make memory grow without bound;
 // posts come in parts far smaller than this.
 inline constexpr qsizetype kMaxArticleBytes = 16 * 1024 * 1024;
+// What the decoder's feed may hold of a part streamed to it before the
+// download waits for the decoder.
+inline constexpr qint64 kStreamHeldBytes = 512 * 1024;
 
 // The article branch of the line receiver (TransferMode 2): a block of the
 // article in work, and its end.

@@ -197,6 +197,7 @@ DecodeOutcome decodeFrom(QIODevice& input, int fd, qint64 total, const QString& 
     LineReader reader(input, std::max<qsizetype>(options.readBufferSize, 1), maxLine);
     // Copying the input out with read() costs about as much as decoding it.
     if (fd >= 0) reader.mapFile(fd);
+    reader.borrow = options.borrow;
     reader.onRead = [&options, total](qint64 done) {
         if (options.cancel && options.cancel->load(std::memory_order_relaxed)) return false;
         if (options.progress) options.progress(done, total);
@@ -205,8 +206,14 @@ DecodeOutcome decodeFrom(QIODevice& input, int fd, qint64 total, const QString& 
 
     // Room for the decoded form of two of the longest pieces the reader
     // hands out, so that a reserve() after a flush always fits; and blocks
-    // of 1 MiB, which the writer thread takes with few wake-ups.
-    OutputSink sink(std::max(std::size_t(1) << 20, 2 * std::size_t(maxLine) + 64));
+    // of 1 MiB, which the writer thread takes with few wake-ups. A run fed
+    // by a download writes blocks of 256 KiB itself: its input comes no
+    // faster than the network, a fourth busy thread beside the download's
+    // own cost more in hand-overs than it saved, and the download's memory
+    // is what a user sees.
+    const std::size_t block = options.borrow ? std::size_t(1) << 18 : std::size_t(1) << 20;
+    OutputSink sink(std::max(block, 2 * std::size_t(maxLine) + 64));
+    sink.setWriterThread(!options.borrow);
     if (!sink.open(outPath)) {
         outcome.result = DecodeResult::WriteError;
         outcome.detail = sink.errorText();

@@ -101,7 +101,11 @@ bool LineReader::fill() {
     pos_ = 0;
     end_ = 0;
     qint64 n = mapFd_ >= 0 ? fillFromMap() : 0;
-    if (mapFd_ < 0 && !readFailed_) {
+    if (borrow) {
+        const std::string_view lent = borrow(capacity_);
+        data_ = lent.data();
+        n = qint64(lent.size());
+    } else if (mapFd_ < 0 && !readFailed_) {
         n = device_.read(buffer_.get(), capacity_);
         data_ = buffer_.get();
     }
@@ -270,7 +274,7 @@ void OutputSink::writerLoop() {
 void OutputSink::flush() {
     updateCrc();
     if (used_ > 0 && !failed()) {
-        if (!buffers_[1]) {
+        if (!buffers_[1] && writerThread_) {
             buffers_[1].reset(new unsigned char[capacity_]);
             // Without a thread to be had, the blocks are written here.
             try {

@@ -49,6 +49,10 @@ public:
     // Called after each read with the bytes consumed so far; returning false
     // stops the reader as if the input had ended.
     std::function<bool(qint64 consumed)> onRead;
+    // When set, reads take the bytes in place from here instead of copying
+    // them out of the device: a view of at most `max` bytes, valid until the
+    // next call; an empty one is the end.
+    std::function<std::string_view(qint64 max)> borrow;
 
     bool readFailed() const { return readFailed_; }
     bool stopped() const { return stopped_; }
@@ -104,6 +108,8 @@ public:
     ~OutputSink();
 
     bool open(const QString& path);
+    // Off: the blocks are written on the decoding thread, one buffer only.
+    void setWriterThread(bool on) { writerThread_ = on; }
     // Sets aside room on the disk for about `bytes` of output; what is left
     // over is given back when the file is kept.
     void preallocate(qint64 bytes);
@@ -153,6 +159,7 @@ private:
     std::atomic<bool> failed_ = false;
     bool targetExists_ = false;
     bool preallocated_ = false;
+    bool writerThread_ = true;
     QString errorText_; // set before failed_, by whichever thread failed
 
     // The hand-over to the writer thread: one block at a time.

@@ -134,6 +134,8 @@ bool Decoder::startFeed(std::shared_ptr<PartFeed> feed) {
         feed->readerDone();
         return feed->waitForEnd();
     };
+    // The articles are decoded where they lie, not copied out first.
+    options.borrow = [feed = feed_.get()](qint64 max) { return feed->borrow(max); };
     worker_ = QThread::create([this, options, feed = feed_, out = targetPath_] {
         workerOutcome_ = decodeDevice(*feed, -1, out, options);
         feed->readerDone(); // a run that failed early

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string_view>
 
 class PartFeed;
 class QIODevice;
@@ -61,6 +62,8 @@ struct DecodeOptions {
     qint64 announcedSize = -1;
     // Set from any thread to stop the run at its next read.
     const std::atomic<bool>* cancel = nullptr;
+    // Takes the input in place instead of reading it (LineReader::borrow).
+    std::function<std::string_view(qint64 max)> borrow;
 };
 
 struct DecodeOutcome {

@@ -22,10 +22,10 @@ namespace {
 const QString kSubject = QStringLiteral("Subject");
 const QString kSubjectDL = QStringLiteral("SubjectDL");
 
-// What the decoder may hold of articles handed over and not yet decoded
-// before the next part is fetched: the decoder runs beside the fetching,
-// and one that falls behind (a slow disk) holds the download up instead of
-// letting memory grow.
+// What the decoder may hold of a first part handed over and not yet
+// decoded before the next is handed over: the decoder runs beside the
+// fetching, and one that falls behind (a slow disk) holds the download up
+// instead of letting memory grow. Later parts stream (kStreamHeldBytes).
 constexpr qint64 kFeedHeldBytes = 512 * 1024;
 
 // The state a fetch starts from.
@@ -37,6 +37,7 @@ void clearArticle(App& app) {
     app.ybeginScanFrom = 0;
     app.SkipArticle = false;
     app.MessageDone = false;
+    app.articleBytes = 0;
 }
 
 // A MIME base64 attachment, seen in the first part: the decoder learns how
@@ -50,9 +51,20 @@ void takeBase64Body(App& app) {
     app.IsBase64 = true;
 }
 
-// Hands the article in MessageText, and the CR LF that ends it, to the
-// decoder; the post's first part starts the decoder. A name that gives no
-// file starts nothing: the decoding step reports it.
+// Before a part is handed over: the decoder catches up to kFeedHeldBytes.
+// It is always working, so the wait is short; the interface still gets its
+// passes.
+void waitForDecoder(App& app) {
+    const Decoder& mdec = *app.MDEC;
+    while (mdec.feedRunning() && !app.StopRequested && !app.ending &&
+           !mdec.feed()->waitHeldAtMost(kFeedHeldBytes, 20))
+        LetEventsRun(app);
+}
+
+// Hands the article in MessageText (a streamed part has gone already), and
+// the CR LF that ends it, to the decoder; the post's first part starts the
+// decoder. A name that gives no file starts nothing: the decoding step
+// reports it.
 bool feedPart(App& app) {
     Decoder& mdec = *app.MDEC;
     if (!mdec.feedRunning()) {
@@ -67,19 +79,11 @@ bool feedPart(App& app) {
             return false;
         }
     }
-    app.MessageText.append("\r\n");
+    waitForDecoder(app);
     mdec.feed()->push(std::move(app.MessageText));
+    mdec.feed()->push(QByteArray::fromRawData("\r\n", 2));
     app.MessageText = mdec.feed()->takeSpare();
     return true;
-}
-
-// Before the next part: the decoder catches up to kFeedHeldBytes. It is
-// always working, so the wait is short; the interface still gets its passes.
-void waitForDecoder(App& app) {
-    const Decoder& mdec = *app.MDEC;
-    while (mdec.feedRunning() && !app.StopRequested && !app.ending &&
-           !mdec.feed()->waitHeldAtMost(kFeedHeldBytes, 20))
-        LetEventsRun(app);
 }
 
 // A post given up: its decoder stops and leaves no file. The next post's
@@ -139,8 +143,11 @@ RowEnd fetchRow(App& app, qint32& row, qint32 last) {
         if (app.SweepScope == -1) app.setStatus(2, app.AttachName);
         app.PartDone = part;
         app.PartCount = app.PartIndex;
-        waitForDecoder(app);
+        // The first part is read whole (its name, a MIME header, a
+        // duplicate); the decoder it starts takes the later ones as they come.
+        app.streamArticle = part > 1 && app.MDEC->feedRunning() && app.HeaderField == kSubject;
         cmdDownloadMessage(app, app.PartNumbers[part]);
+        app.streamArticle = false;
         if (app.HeaderField == kSubjectDL || app.SkipArticle) return RowEnd::Tidy;
 
         if (part == 1 && isBase64Article(QLatin1StringView(app.MessageText))) {

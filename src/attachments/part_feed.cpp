@@ -4,8 +4,10 @@
 #include <cstring>
 
 namespace {
-constexpr std::size_t kSpares = 2;
-}
+// Drained buffers kept for the download to reuse. Only a post's first part
+// is handed over whole (the later ones stream in blocks), so one is enough.
+constexpr std::size_t kSpares = 1;
+} // namespace
 
 PartFeed::PartFeed() {
     // Unbuffered: every read goes straight to readData, on the reader's thread.
@@ -52,24 +54,61 @@ bool PartFeed::waitForEnd() {
     return !abandoned_;
 }
 
+// The parts go, but the one the reader has a view of stays as long as the
+// feed, counted as read.
+void PartFeed::dropParts() {
+    if (lent_ > 0) {
+        parts_.erase(parts_.begin() + 1, parts_.end());
+        offset_ = parts_.front().size();
+        lent_ = 0;
+    } else {
+        parts_.clear();
+        offset_ = 0;
+    }
+    held_ = 0;
+    changed_.notify_all();
+}
+
 void PartFeed::abandon() {
     std::lock_guard lock(mutex_);
     abandoned_ = true;
-    parts_.clear();
-    held_ = 0;
-    changed_.notify_all();
+    dropParts();
 }
 
 void PartFeed::readerDone() {
     std::lock_guard lock(mutex_);
     readerDone_ = true;
-    parts_.clear();
-    held_ = 0;
+    dropParts();
+}
+
+// Under the lock: what the reader had a view of is read.
+void PartFeed::releaseLent() {
+    if (lent_ == 0) return;
+    offset_ += lent_;
+    held_ -= lent_;
+    lent_ = 0;
+    QByteArray& front = parts_.front();
+    if (offset_ == front.size()) {
+        if (spares_.size() < kSpares && front.isDetached()) spares_.push_back(std::move(front));
+        parts_.pop_front();
+        offset_ = 0;
+    }
     changed_.notify_all();
+}
+
+std::string_view PartFeed::borrow(qint64 maxSize) {
+    std::unique_lock lock(mutex_);
+    releaseLent();
+    changed_.wait(lock, [&] { return !parts_.empty() || finished_ || abandoned_ || readerDone_; });
+    if (abandoned_ || readerDone_ || parts_.empty() || maxSize <= 0) return {};
+    const QByteArray& front = parts_.front();
+    lent_ = qsizetype(std::min<qint64>(maxSize, front.size() - offset_));
+    return {front.constData() + offset_, std::size_t(lent_)};
 }
 
 qint64 PartFeed::readData(char* data, qint64 maxSize) {
     std::unique_lock lock(mutex_);
+    releaseLent();
     changed_.wait(lock, [&] { return !parts_.empty() || finished_ || abandoned_; });
     if (abandoned_ || parts_.empty()) return 0; // the end of the stream
     qint64 copied = 0;
@@ -80,8 +119,6 @@ qint64 PartFeed::readData(char* data, qint64 maxSize) {
         copied += n;
         offset_ += n;
         if (offset_ == front.size()) {
-            // Enough drained buffers are kept for the download to reuse:
-            // one on its way in, the ones the feed may hold.
             if (spares_.size() < kSpares && front.isDetached()) spares_.push_back(std::move(front));
             parts_.pop_front();
             offset_ = 0;

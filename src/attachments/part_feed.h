@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <string_view>
 #include <vector>
 
 // The articles of a post on their way from the download to the decoder's
@@ -34,6 +35,10 @@ public:
     // The reader's side: it stops reading (it ended early); what is pushed
     // after that is dropped.
     void readerDone();
+    // The reader's side without a copy: a view of at most maxSize of the next
+    // bytes, valid until the next call, which takes the bytes of the view
+    // before as read. Waits as a read does; an empty view is the end.
+    std::string_view borrow(qint64 maxSize);
 
     bool isSequential() const override { return true; }
 
@@ -44,8 +49,12 @@ protected:
 private:
     mutable std::mutex mutex_;
     std::condition_variable changed_;
+    void releaseLent();
+    void dropParts();
+
     std::deque<QByteArray> parts_;
     qsizetype offset_ = 0; // read so far of parts_.front()
+    qsizetype lent_ = 0;   // of parts_.front() from offset_ on, in the reader's hands
     qint64 held_ = 0;
     std::vector<QByteArray> spares_; // drained buffers, at most kSpares
     bool finished_ = false;

@@ -246,6 +246,11 @@ public:
     QElapsedTimer eventPassClock;
     // Where the last line of MessageText starts, for the limit on a line.
     qsizetype articleLineStart = 0;
+    // The article in work goes block by block to the decoder's feed instead
+    // of into MessageText (a part after the first of a post being decoded),
+    // and how much of it has come.
+    bool streamArticle = false;
+    qint64 articleBytes = 0;
     // LineBuffer holds no CR LF before this place: each block is searched
     // from where the one before left off.
     qsizetype lineScanFrom = 0;

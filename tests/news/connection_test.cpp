@@ -1,6 +1,7 @@
 // The connection procedures against a scripted server: what INN won't do
 // (cut blocks, silence, refused logins, errors, drops) and what the user sees.
 #include "attachments/article_receiver.h"
+#include "attachments/decoder.h"
 #include "attachments/download.h"
 #include "fixtures/scripted_server.h"
 #include "fixtures/test_app.h"
@@ -430,71 +431,91 @@ TEST(Headers, JunkOnlyListingEndsSorryAndSavesNothing) {
 // gives the post up with the connection, says why, and leaves neither a file
 // nor a listed row. A server that drips the article a byte at a time to the
 // viewer, outside a download, is given up at Stop.
+// Each fault meets the first part of a post, which is gathered whole, and
+// the second of two, which goes to the decoder block by block as it comes.
 TEST(Article, HostileServersGiveThePostUpAndLeaveNothingBehind) {
     enum Case { Drop, Garbage, Endless, Drip };
-    for (Case c : {Drop, Garbage, Endless, Drip}) {
-        SCOPED_TRACE(c == Drop      ? "drop"
-                     : c == Garbage ? "garbage"
-                     : c == Endless ? "endless"
-                                    : "drip");
-        NewsApp t(c != Drip);
-        t.app.Timeout = c == Drip ? 3 : 300;
-        t.app.DestDir = t.path("download/");
-        ASSERT_TRUE(QDir().mkpath(t.app.DestDir));
-        ScriptedNntpServer& s = t.listOneGroup("alt.x", "1 1")
-                                    .send("211 1 1 1 alt.x\r\n")
-                                    .expect("XHDR Subject 1-1")
-                                    .send("221 ok\r\n1 a.bin\r\n.\r\n")
-                                    .expect("ARTICLE 1");
-        const QByteArray head = "220 1 <a@b>\r\nSubject: a.bin\r\n\r\nbegin 644 a.bin\r\n";
-        const QByteArray line = "M" + QByteArray(60, 'A') + "\r\n";
-        if (c == Drop) {
-            s.send(head + line.repeated(20)).drop();
-        } else if (c == Garbage) {
-            s.send("hello, what would you like?\r\n");
-        } else if (c == Endless) {
-            s.send(head);
-            const QByteArray block = line.repeated(1 << 14); // 1 MiB
-            for (qsizetype sent = 0; sent <= kMaxArticleBytes; sent += block.size())
-                s.send(block);
-        } else {
-            s.send(head);
-            for (char byte : line.repeated(3))
-                s.send(QByteArray(1, byte));
-        }
-        t.server.silence();
-        QStringList panel2;
-        QObject::connect(&t.app, &App::statusChanged, [&](int p) {
-            if (p == 2 && !t.app.statbar[2].isEmpty()) panel2 << t.app.statbar[2];
-        });
-        t.app.DoEvents = [&, pass = t.app.DoEvents] {
-            pass();
-            if (c == Drip && t.app.MessageText.size() > head.size() + 3 && !t.app.StopRequested)
-                cmdStop(t.app);
-        };
-        ASSERT_EQ(t.headersOf("alt.x"), 0);
+    for (const bool secondPart : {false, true})
+        for (Case c : {Drop, Garbage, Endless, Drip}) {
+            SCOPED_TRACE(c == Drop      ? "drop"
+                         : c == Garbage ? "garbage"
+                         : c == Endless ? "endless"
+                                        : "drip");
+            SCOPED_TRACE(secondPart ? "second part" : "first part");
+            NewsApp t(c != Drip);
+            t.app.Timeout = c == Drip ? 3 : 300;
+            t.app.DestDir = t.path("download/");
+            ASSERT_TRUE(QDir().mkpath(t.app.DestDir));
+            const QByteArray line = "M" + QByteArray(60, 'A') + "\r\n";
+            ScriptedNntpServer& s =
+                secondPart ? t.listOneGroup("alt.x", "2 1")
+                                 .send("211 2 1 2 alt.x\r\n")
+                                 .expect("XHDR Subject 1-2")
+                                 .send("221 ok\r\n1 a.bin (1/2)\r\n2 a.bin (2/2)\r\n.\r\n")
+                                 .expect("ARTICLE 1")
+                                 .send("220 1 <a@b>\r\n\r\nbegin 644 a.bin\r\n" +
+                                       line.repeated(20) + ".\r\n")
+                                 .expect("ARTICLE 2")
+                           : t.listOneGroup("alt.x", "1 1")
+                                 .send("211 1 1 1 alt.x\r\n")
+                                 .expect("XHDR Subject 1-1")
+                                 .send("221 ok\r\n1 a.bin\r\n.\r\n")
+                                 .expect("ARTICLE 1");
+            const QByteArray head =
+                secondPart ? QByteArray("220 2 <c@d>\r\n\r\n")
+                           : "220 1 <a@b>\r\nSubject: a.bin\r\n\r\nbegin 644 a.bin\r\n";
+            if (c == Drop) {
+                s.send(head + line.repeated(20)).drop();
+            } else if (c == Garbage) {
+                s.send("hello, what would you like?\r\n");
+            } else if (c == Endless) {
+                s.send(head);
+                const QByteArray block = line.repeated(1 << 14); // 1 MiB
+                for (qsizetype sent = 0; sent <= kMaxArticleBytes; sent += block.size())
+                    s.send(block);
+            } else {
+                s.send(head);
+                for (char byte : line.repeated(3))
+                    s.send(QByteArray(1, byte));
+            }
+            t.server.silence();
+            QStringList panel2;
+            QObject::connect(&t.app, &App::statusChanged, [&](int p) {
+                if (p == 2 && !t.app.statbar[2].isEmpty()) panel2 << t.app.statbar[2];
+            });
+            t.app.DoEvents = [&, pass = t.app.DoEvents] {
+                pass();
+                const qint64 got = secondPart ? t.app.articleBytes : t.app.MessageText.size();
+                if (c == Drip && got > head.size() + 3 && !t.app.StopRequested) cmdStop(t.app);
+            };
+            ASSERT_EQ(t.headersOf("alt.x"), 0);
 
-        if (c == Drip) {
-            t.app.HeaderField = "SubjectDL";
-            qint64 number = 1;
-            cmdDownloadMessage(t.app, number);
-            EXPECT_FALSE(t.server.scriptDone()) << "the drip was still going";
-            EXPECT_FALSE(t.app.MessageDone);
-        } else {
-            qint32 row = 0;
-            cmdDownload(t.app, row);
-            const QString why =
-                c == Endless ? "Server Error: Article Too Large" : "Timeout/Error Getting Message";
-            EXPECT_EQ(panel2.value(panel2.size() - 1), why) << panel2.join('|').toStdString();
+            if (c == Drip && !secondPart) {
+                t.app.HeaderField = "SubjectDL";
+                qint64 number = 1;
+                cmdDownloadMessage(t.app, number);
+                EXPECT_FALSE(t.server.scriptDone()) << "the drip was still going";
+                EXPECT_FALSE(t.app.MessageDone);
+            } else {
+                qint32 row = 0;
+                cmdDownload(t.app, row);
+                const QString why = c == Endless ? "Server Error: Article Too Large"
+                                                 : "Timeout/Error Getting Message";
+                if (c != Drip)
+                    EXPECT_EQ(panel2.value(panel2.size() - 1), why)
+                        << panel2.join('|').toStdString();
+                else
+                    EXPECT_FALSE(t.server.scriptDone()) << "the drip was still going";
+            }
+            t.expectNoScriptErrors();
+            EXPECT_TRUE(connectionClosed(t.app));
+            EXPECT_FALSE(t.app.NNTP->busy());
+            EXPECT_TRUE(t.app.MessageText.isEmpty() || c != Endless);
+            EXPECT_FALSE(t.app.menuEnabled[5]) << "Stop is off again";
+            EXPECT_EQ(t.app.lstFiles.count(), 0);
+            EXPECT_FALSE(t.app.MDEC->feedRunning());
+            EXPECT_EQ(QDir(t.app.DestDir).entryList(QDir::Files | QDir::Hidden), QStringList());
         }
-        t.expectNoScriptErrors();
-        EXPECT_TRUE(connectionClosed(t.app));
-        EXPECT_FALSE(t.app.NNTP->busy());
-        EXPECT_TRUE(t.app.MessageText.isEmpty() || c != Endless);
-        EXPECT_FALSE(t.app.menuEnabled[5]) << "Stop is off again";
-        EXPECT_EQ(t.app.lstFiles.count(), 0);
-        EXPECT_EQ(QDir(t.app.DestDir).entryList(QDir::Files | QDir::Hidden), QStringList());
-    }
 }
 
 } // namespace
