@@ -47,6 +47,9 @@ NntpBodyDecoder::Result NntpBodyDecoder::feed(const QByteArray& block, qsizetype
 
     // Everything before a dropped byte goes to out; what follows starts a new span.
     auto cut = [&](qsizetype end) {
+        // The payload is never longer than the block: room for it at once,
+        // rather than a copy at every doubling.
+        if (!copied) out.reserve(n - from + 1);
         if (end > spanStart) out.append(p + spanStart, end - spanStart);
         copied = true;
     };
