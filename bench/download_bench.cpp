@@ -11,9 +11,10 @@
 // with INN's own article bytes from memory, which shows what the client
 // itself costs ("_memory_" figures).
 //
-// Usage: download_bench [MB of the yEnc post, default 50] [--memory-only]
+// Usage: download_bench [MB of the yEnc post, default 50] [--memory-only [--rounds N]]
 // --memory-only leaves out the timed runs against INN (a minute or more),
-// for profiling the client.
+// for profiling the client; --rounds sets how often the memory server's
+// posts are fetched (three times by default).
 #include "attachments/download.h"
 #include "bench_kit.h"
 #include "fixtures/encoders.h"
@@ -105,6 +106,11 @@ int main(int argc, char** argv) {
     QCoreApplication qapp(argc, argv);
     const qint64 yencMb = argc > 1 ? std::max(QByteArray(argv[1]).toLongLong(), 1LL) : 50;
     const bool memoryOnly = argc > 2 && QByteArray(argv[2]) == "--memory-only";
+    // --rounds N after --memory-only: N rounds against the memory server
+    // instead of three, for a profiler.
+    const int rounds = argc > 4 && QByteArray(argv[3]) == "--rounds"
+                           ? std::max(QByteArray(argv[4]).toInt(), 1)
+                           : 3;
 
     QTemporaryDir serverDir(QDir::tempPath() + QStringLiteral("/zfbench-XXXXXX"));
     QByteArray started;
@@ -221,7 +227,8 @@ int main(int argc, char** argv) {
         return 1;
     }
     app.lstMessages.appendRows(rows);
-    ok = runPost(app, memoryPort, yenc, "_memory", 3) && runPost(app, memoryPort, uu, "_memory", 3);
+    ok = runPost(app, memoryPort, yenc, "_memory", rounds) &&
+         runPost(app, memoryPort, uu, "_memory", rounds);
     cmdDisconnect(app);
     return ok ? 0 : 1;
 }
