@@ -148,7 +148,7 @@ void showPartCounter(App& app) {
 void streamBlock(App& app, const QByteArray& block) {
     PartFeed* const feed = app.MDEC->feed();
     if (!feed) return;
-    if (app.articleBytes == 0 && app.HeaderField == QLatin1String("Subject")) showPartCounter(app);
+    if (app.articleBytes == 0) showPartCounter(app);
     app.articleBytes += block.size();
     if (app.articleBytes > kMaxArticleBytes) {
         failTransfer(app, QStringLiteral("an article longer than 16 MiB"),

@@ -22,12 +22,6 @@ namespace {
 const QString kSubject = QStringLiteral("Subject");
 const QString kSubjectDL = QStringLiteral("SubjectDL");
 
-// What the decoder may hold of a first part handed over and not yet
-// decoded before the next is handed over: the decoder runs beside the
-// fetching, and one that falls behind (a slow disk) holds the download up
-// instead of letting memory grow. Later parts stream (kStreamHeldBytes).
-constexpr qint64 kFeedHeldBytes = 512 * 1024;
-
 // The state a fetch starts from.
 void clearArticle(App& app) {
     app.LastError = 0;
@@ -51,20 +45,11 @@ void takeBase64Body(App& app) {
     app.IsBase64 = true;
 }
 
-// Before a part is handed over: the decoder catches up to kFeedHeldBytes.
-// It is always working, so the wait is short; the interface still gets its
-// passes.
-void waitForDecoder(App& app) {
-    const Decoder& mdec = *app.MDEC;
-    while (mdec.feedRunning() && !app.StopRequested && !app.ending &&
-           !mdec.feed()->waitHeldAtMost(kFeedHeldBytes, 20))
-        LetEventsRun(app);
-}
-
 // Hands the article in MessageText (a streamed part has gone already), and
 // the CR LF that ends it, to the decoder; the post's first part starts the
-// decoder. A name that gives no file starts nothing: the decoding step
-// reports it.
+// decoder. Only that part is handed over whole, to a feed that holds nothing
+// yet; the later ones wait for the decoder as they stream (ArticleData). A
+// name that gives no file starts nothing: the decoding step reports it.
 bool feedPart(App& app) {
     Decoder& mdec = *app.MDEC;
     if (!mdec.feedRunning()) {
@@ -79,7 +64,6 @@ bool feedPart(App& app) {
             return false;
         }
     }
-    waitForDecoder(app);
     mdec.feed()->push(std::move(app.MessageText));
     mdec.feed()->push(QByteArray::fromRawData("\r\n", 2));
     app.MessageText = mdec.feed()->takeSpare();
@@ -150,15 +134,9 @@ RowEnd fetchRow(App& app, qint32& row, qint32 last) {
         app.streamArticle = false;
         if (app.HeaderField == kSubjectDL || app.SkipArticle) return RowEnd::Tidy;
 
-        if (part == 1 && isBase64Article(QLatin1StringView(app.MessageText))) {
-            takeBase64Body(app);
-        } else if (part != 1 && part == app.PartIndex && !app.IsBase64 &&
-                   !app.MessageText.contains("\n=ybegin ")) {
-            // Whatever follows the uuencode "end" of the last part is left
-            // out. yEnc parts keep theirs: a data line may start with "end".
-            const qsizetype end = app.MessageText.indexOf("\r\nend");
-            if (end >= 0) app.MessageText.truncate(end + 5);
-        }
+        // Whatever follows the data (a signature behind a uuencode "end")
+        // is the decoder's to pass over: it stops at its end line.
+        if (part == 1 && isBase64Article(QLatin1StringView(app.MessageText))) takeBase64Body(app);
         if (!app.AttachName.isEmpty() && !app.HarvestBody) {
             if (app.LastError != 0 || !feedPart(app)) {
                 app.PartIndex = -1;

@@ -106,25 +106,9 @@ std::string_view PartFeed::borrow(qint64 maxSize) {
     return {front.constData() + offset_, std::size_t(lent_)};
 }
 
+// A read is a view taken and copied out; it counts as read at the next call.
 qint64 PartFeed::readData(char* data, qint64 maxSize) {
-    std::unique_lock lock(mutex_);
-    releaseLent();
-    changed_.wait(lock, [&] { return !parts_.empty() || finished_ || abandoned_; });
-    if (abandoned_ || parts_.empty()) return 0; // the end of the stream
-    qint64 copied = 0;
-    while (copied < maxSize && !parts_.empty()) {
-        QByteArray& front = parts_.front();
-        const qint64 n = std::min<qint64>(maxSize - copied, front.size() - offset_);
-        std::memcpy(data + copied, front.constData() + offset_, std::size_t(n));
-        copied += n;
-        offset_ += n;
-        if (offset_ == front.size()) {
-            if (spares_.size() < kSpares && front.isDetached()) spares_.push_back(std::move(front));
-            parts_.pop_front();
-            offset_ = 0;
-        }
-    }
-    held_ -= copied;
-    changed_.notify_all();
-    return copied;
+    const std::string_view lent = borrow(maxSize);
+    if (!lent.empty()) std::memcpy(data, lent.data(), lent.size());
+    return qint64(lent.size());
 }

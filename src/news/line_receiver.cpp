@@ -77,8 +77,8 @@ template <typename Handle, typename Flush>
 bool eachCompleteLine(App& app, const QByteArray& block, Handle handle, Flush flush,
                       bool stopOnRequest) {
     // Lines a stop left behind are read again, with the block behind them.
-    const bool leftByStop = app.LineBuffer.size() > 1 && app.lineScanFrom == 0;
-    QByteArray data = leftByStop ? std::exchange(app.LineBuffer, QByteArray()) + block : block;
+    QByteArray data =
+        app.linesLeftByStop ? std::exchange(app.LineBuffer, QByteArray()) + block : block;
     const char* const p = data.constData();
     const qsizetype n = data.size();
     qsizetype from = 0;
@@ -122,7 +122,7 @@ bool eachCompleteLine(App& app, const QByteArray& block, Handle handle, Flush fl
             // A failure or the end of the program in that pass ends the transfer.
             if (app.LastError != 0 || app.ending) {
                 app.LineBuffer.clear();
-                app.lineScanFrom = 0;
+                app.linesLeftByStop = false;
                 return true;
             }
         }
@@ -131,9 +131,7 @@ bool eachCompleteLine(App& app, const QByteArray& block, Handle handle, Flush fl
     if (app.LineBuffer.isEmpty() && app.LineBuffer.capacity() > kKeptBufferBytes)
         app.LineBuffer = QByteArray();
     flush();
-    // Lines left behind by a stop are searched again; otherwise LineBuffer
-    // holds at most the start of one line.
-    app.lineScanFrom = stopped ? 0 : std::max<qsizetype>(app.LineBuffer.size() - 1, 0);
+    app.linesLeftByStop = stopped;
     return stopped || app.LineBuffer.size() <= kMaxLineBytes;
 }
 
@@ -266,7 +264,7 @@ void endPath(App& app) {
 
 void failTransfer(App& app, const QString& detail, const QString& status) {
     app.LineBuffer.clear();
-    app.lineScanFrom = 0;
+    app.linesLeftByStop = false;
     app.MessageText.clear();
     app.NNTP->cancel();
     NNTP_Error(app, NntpError::ProtocolViolation,
@@ -285,7 +283,7 @@ void NNTP_Document(App& app, int state, const QByteArray& data) {
     switch (state) {
     case 1:
         app.LineBuffer.clear();
-        app.lineScanFrom = 0;
+        app.linesLeftByStop = false;
         app.replyRows = 0;
         break;
     case 3:

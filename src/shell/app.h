@@ -251,9 +251,9 @@ public:
     // and how much of it has come.
     bool streamArticle = false;
     qint64 articleBytes = 0;
-    // LineBuffer holds no CR LF before this place: each block is searched
-    // from where the one before left off.
-    qsizetype lineScanFrom = 0;
+    // LineBuffer holds whole lines a Stop held back, not only the start of
+    // one line: the next block is read behind them.
+    bool linesLeftByStop = false;
     // The range the last group select reported, and whether it came.
     qint64 selectedFirst = 0, selectedLast = 0;
     bool groupSelectedSeen = false;

@@ -351,19 +351,22 @@ void ListModel::insertSlotAt(int at, const Slot& s) {
     }
 }
 
-void ListModel::insertSlots(QVector<Slot> added) {
+void ListModel::insertSlots(QVector<Slot>& added) {
     if (added.isEmpty()) return;
     if (sorted_) {
         widen();
-        for (const Slot& s : added)
+        for (const Slot& s : std::exchange(added, {}))
             insertSlotAt(sortedPosition(view(s)), s);
         return;
     }
     beginInsertRows(QModelIndex(), count(), count() + static_cast<int>(added.size()) - 1);
+    // An empty list takes the rows as they are, and leaves `added` the room
+    // it had (a list being refilled keeps its room: see clear()).
     if (rows_.isEmpty())
-        rows_ = std::move(added);
+        rows_.swap(added);
     else
         rows_.append(added);
+    added.clear();
     ++textRevision_;
     endInsertRows();
 }
@@ -377,7 +380,7 @@ void ListModel::appendRows(QVector<ListRow> rows) {
         s.selected = r.selected;
         added.append(s);
     }
-    insertSlots(std::move(added));
+    insertSlots(added);
 }
 
 namespace {
@@ -480,21 +483,8 @@ void ListModel::stageRow(QStringView text, qint64 number, QStringView tag, bool 
 }
 
 void ListModel::commitRows() {
-    if (staged_.isEmpty()) return;
-    if (sorted_) {
-        insertSlots(std::exchange(staged_, {}));
-        return;
-    }
-    beginInsertRows(QModelIndex(), count(), count() + static_cast<int>(staged_.size()) - 1);
-    // An empty list takes the staged rows as they are, and the rows still to
-    // come are staged in the room the list had.
-    if (rows_.isEmpty())
-        rows_.swap(staged_);
-    else
-        rows_.append(staged_);
-    staged_.clear();
-    ++textRevision_;
-    endInsertRows();
+    // Staging goes on in the room the rows leave.
+    insertSlots(staged_);
 }
 
 void ListModel::removeItem(int index) {
@@ -695,6 +685,33 @@ bool copyIfPlain(char* __restrict p, const Unit* __restrict u, qsizetype n) {
     return true;
 }
 
+// Whether any of the eight bytes of w is not plain: below 0x20, from 0x80
+// on, or the backslash. Exact, as the tests for a zero byte are.
+inline bool anyOtherByte(quint64 w) {
+    constexpr quint64 ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
+    const quint64 below20 = (w - ones * 0x20) & ~w;
+    const quint64 slash = w ^ (ones * 0x5C);
+    const quint64 isSlash = (slash - ones) & ~slash;
+    return ((w | below20 | isSlash) & highs) != 0;
+}
+
+// copyIfPlain for a list kept one byte a character. A row of a group list
+// is some forty bytes: eight at a time, the last eight overlapping, costs
+// less than a vector loop and its tail.
+bool copyIfPlain(char* p, const uchar* u, qsizetype n) {
+    if (n < 8) return copyIfPlain<uchar>(p, u, n);
+    quint64 w;
+    qsizetype k = 0;
+    for (; k + 8 <= n; k += 8) {
+        std::memcpy(&w, u + k, 8);
+        if (anyOtherByte(w)) return false;
+    }
+    std::memcpy(&w, u + n - 8, 8);
+    if (anyOtherByte(w)) return false;
+    std::memcpy(p, u, size_t(n));
+    return true;
+}
+
 // One unit below 0x800 that is not plain, escaped or in UTF-8; false for a
 // wider one.
 bool putOtherUnit(char*& q, char16_t c) {
@@ -739,43 +756,9 @@ template <typename Unit> char* putUnits(char* p, const Unit* u, qsizetype n, qsi
     return p;
 }
 
-// Whether any of the eight bytes of w is not plain: below 0x20, from 0x80
-// on, or the backslash. Exact, as the tests for a zero byte are.
-inline bool anyOtherByte(quint64 w) {
-    constexpr quint64 ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
-    const quint64 below20 = (w - ones * 0x20) & ~w;
-    const quint64 slash = w ^ (ones * 0x5C);
-    const quint64 isSlash = (slash - ones) & ~slash;
-    return ((w | below20 | isSlash) & highs) != 0;
-}
-
-// The n bytes at u, all plain, copied to p; false (nothing written) when
-// one is not. A row of a group list is some forty bytes: eight at a time,
-// the last eight overlapping, costs less than a vector loop and its tail.
-bool copyIfPlainBytes(char* p, const uchar* u, qsizetype n) {
-    if (n < 8) return copyIfPlain(p, u, n);
-    quint64 w;
-    qsizetype k = 0;
-    for (; k + 8 <= n; k += 8) {
-        std::memcpy(&w, u + k, 8);
-        if (anyOtherByte(w)) return false;
-    }
-    std::memcpy(&w, u + n - 8, 8);
-    if (anyOtherByte(w)) return false;
-    std::memcpy(p, u, size_t(n));
-    return true;
-}
-
 char* putField(char* p, QLatin1StringView s) {
-    const auto* u = reinterpret_cast<const uchar*>(s.data());
-    const qsizetype n = s.size();
-    // The mark of a group's row, then plain text: the common row.
-    qsizetype i = 0;
-    for (; i < n && !plainUnit(u[i]); ++i)
-        putOtherUnit(p, u[i]);
-    if (copyIfPlainBytes(p, u + i, n - i)) return p + (n - i);
     qsizetype done = 0;
-    return putUnits(p, u + i, n - i, &done);
+    return putUnits(p, reinterpret_cast<const uchar*>(s.data()), s.size(), &done);
 }
 
 char* putField(char* p, QStringView s, QByteArray& spill) {

@@ -160,7 +160,8 @@ private:
     Slot makeSlot(QStringView text, QStringView tag, qint64 number);
     void putText(Slot& s, QStringView text);
     quint32 internTag(QStringView tag);
-    void insertSlots(QVector<Slot> added);
+    // Appends (or in sorted mode inserts) the slots; `added` is left empty.
+    void insertSlots(QVector<Slot>& added);
     // One row at `at`, the current row moving down with it.
     void insertSlotAt(int at, const Slot& s);
     void resetStore();
