@@ -29,5 +29,6 @@ struct GroupRowParts {
     QLatin1StringView tailView() const { return QLatin1StringView(tail, tailSize); }
 };
 GroupRowParts groupRowParts(qint64 last, qint64 first);
-// Leading decimal number of a text, 0 when it has no digit.
-qint64 leadingNumber(QByteArrayView text);
+// Leading decimal number of a text, 0 when it has no digit, -1 past 2^63.
+// digitsEnd, if given, is where reading stopped: the end of the digits.
+qint64 leadingNumber(QByteArrayView text, qsizetype* digitsEnd = nullptr);

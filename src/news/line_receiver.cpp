@@ -13,8 +13,12 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <utility>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace {
 
@@ -48,28 +52,51 @@ struct Pacer {
     }
 };
 
-void progressText(App& app, int rows, const char* what) {
-    if (rows > 0 && rows % 100 == 0)
-        app.setStatus(2, u'~' + QString::number(rows) + QLatin1String(what));
+// The count of rows in hundreds, once a hundred more are in: shown at each
+// commit of rows, as nothing can show it sooner.
+void progressText(App& app, int before, int rows, const char* what) {
+    if (rows / 100 > before / 100)
+        app.setStatus(2, u'~' + QString::number(rows / 100 * 100) + QLatin1String(what));
 }
 
 // Where the CR LF that ends the first line of p[0, n) is: the index of its
-// LF, or -1. A line holds few LFs, so the search is for them and the CR is
-// checked; a two-byte search would go byte by byte. crBefore: the byte
-// before p[0] was a CR.
-qsizetype lineEnd(const char* p, qsizetype n, bool crBefore) {
-    qsizetype at = 0;
-    while (at < n) {
-        const void* lf = std::memchr(p + at, '\n', size_t(n - at));
-        if (!lf) return -1;
-        at = static_cast<const char*>(lf) - p;
-        if (at > 0 ? p[at - 1] == '\r' : crBefore) return at;
-        ++at;
+// LF, or -1; and in *blank the first blank of that line, or -1. Every line
+// of a listing is searched for both, so one pass looks for the two, sixteen
+// bytes at a time; a line holds few LFs, so the CR is checked behind each.
+// crBefore: the byte before p[0] was a CR.
+qsizetype lineEnd(const char* p, qsizetype n, bool crBefore, qsizetype* blank) {
+    qsizetype firstBlank = -1;
+    auto endsLine = [&](qsizetype at) { return at > 0 ? p[at - 1] == '\r' : crBefore; };
+    auto found = [&](qsizetype at) {
+        *blank = firstBlank < at ? firstBlank : -1;
+        return at;
+    };
+    qsizetype i = 0;
+#if defined(__SSE2__)
+    const __m128i lf = _mm_set1_epi8('\n'), space = _mm_set1_epi8(' ');
+    for (; i + 16 <= n; i += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+        if (firstBlank < 0) {
+            const unsigned blanks = unsigned(_mm_movemask_epi8(_mm_cmpeq_epi8(v, space)));
+            if (blanks) firstBlank = i + std::countr_zero(blanks);
+        }
+        for (unsigned lfs = unsigned(_mm_movemask_epi8(_mm_cmpeq_epi8(v, lf))); lfs;
+             lfs &= lfs - 1) {
+            const qsizetype at = i + std::countr_zero(lfs);
+            if (endsLine(at)) return found(at);
+        }
     }
+#endif
+    for (; i < n; ++i) {
+        if (p[i] == ' ' && firstBlank < 0) firstBlank = i;
+        if (p[i] == '\n' && endsLine(i)) return found(i);
+    }
+    *blank = firstBlank;
     return -1;
 }
 
-// Hands each complete line of the block to handle(line), read in place;
+// Hands each complete line of the block to handle(line, first blank or -1),
+// read in place;
 // only a line still waiting for its end is kept, in LineBuffer, and finished
 // from the next block. flush() runs before every pass of the queue and at
 // the end. Returns false when the line waiting for its end is past the limit.
@@ -87,8 +114,9 @@ bool eachCompleteLine(App& app, const QByteArray& block, Handle handle, Flush fl
         app.LineBuffer.append(p + from, n - from);
         from = n;
     };
+    qsizetype blank = -1;
     if (!app.LineBuffer.isEmpty()) {
-        const qsizetype lf = lineEnd(p, n, app.LineBuffer.endsWith('\r'));
+        const qsizetype lf = lineEnd(p, n, app.LineBuffer.endsWith('\r'), &blank);
         if (lf < 0) {
             keepRest();
         } else if (stopOnRequest && app.StopRequested) {
@@ -96,7 +124,8 @@ bool eachCompleteLine(App& app, const QByteArray& block, Handle handle, Flush fl
             keepRest();
         } else {
             app.LineBuffer.append(p, lf + 1);
-            handle(QByteArrayView(app.LineBuffer).chopped(2));
+            const QByteArrayView line = QByteArrayView(app.LineBuffer).chopped(2);
+            handle(line, blankIn(line));
             app.LineBuffer.resize(0);
             from = lf + 1;
         }
@@ -109,12 +138,12 @@ bool eachCompleteLine(App& app, const QByteArray& block, Handle handle, Flush fl
             break;
         }
         // p[from - 1], if any, is the LF that ended the line before.
-        const qsizetype lf = lineEnd(p + from, n - from, false);
+        const qsizetype lf = lineEnd(p + from, n - from, false, &blank);
         if (lf < 0) {
             keepRest();
             break;
         }
-        handle(QByteArrayView(p + from, lf - 1));
+        handle(QByteArrayView(p + from, lf - 1), blank);
         from += lf + 1;
         if (pacer.due()) {
             flush();
@@ -141,17 +170,24 @@ void receiveGroupLines(App& app, const QByteArray& block) {
     int staged = 0;
     qint64 last = 0, first = 0;
     auto flush = [&] {
+        const int before = list.count();
         list.commitRows();
         staged = 0;
+        progressText(app, before, list.count(), " Groups So Far");
     };
-    auto handle = [&](QByteArrayView line) {
+    auto handle = [&](QByteArrayView line, qsizetype s1) {
         // name, last, first, flags; a short line keeps last and first of the line before.
-        const qsizetype s1 = blankIn(line);
         const QByteArrayView nameBytes = s1 < 0 ? line : line.first(s1);
         if (s1 >= 0) {
             const QByteArrayView rest = line.sliced(s1 + 1);
-            const qsizetype s2 = blankIn(rest);
-            last = leadingNumber(rest);
+            qsizetype digits = 0;
+            last = leadingNumber(rest, &digits);
+            // The blank is nearly always right behind the digits.
+            qsizetype s2 = digits < rest.size() && rest[digits] == ' ' ? digits : -1;
+            if (s2 < 0) {
+                s2 = blankIn(rest.sliced(digits));
+                if (s2 >= 0) s2 += digits;
+            }
             if (s2 >= 0) first = leadingNumber(rest.sliced(s2 + 1));
         }
         if (first >= 0 && last > first && !app.GroupSeen) {
@@ -166,7 +202,6 @@ void receiveGroupLines(App& app, const QByteArray& block) {
         const GroupRowParts parts = groupRowParts(last, first);
         list.stageRow(parts.head, nameBytes, parts.tailView());
         ++staged;
-        progressText(app, list.count() + staged, " Groups So Far");
     };
     if (!eachCompleteLine(app, block, handle, flush, true))
         failLongLine(app);
@@ -179,13 +214,12 @@ void receiveHeaderLines(App& app, const QByteArray& block) {
     // Rows go from the received bytes into the list without a string each.
     ListModel& list = app.lstMessages;
     bool tooMany = false;
-    int staged = 0;
     auto flush = [&] {
+        const int before = list.count();
         list.commitRows();
-        staged = 0;
+        progressText(app, before, list.count(), " Messages So Far");
     };
-    auto handle = [&](QByteArrayView line) {
-        const qsizetype blank = blankIn(line);
+    auto handle = [&](QByteArrayView line, qsizetype blank) {
         if (blank < 0) return;
         const qint64 number = leadingNumber(line);
         if (number < app.headerRangeFirst || number > app.headerRangeLast) return;
@@ -199,9 +233,7 @@ void receiveHeaderLines(App& app, const QByteArray& block) {
                 list.stageRow(line, number, u"Subject", false);
             else
                 list.stageRow(line.sliced(blank + 1), number, u" Subject", true);
-            ++staged;
         }
-        progressText(app, list.count() + staged, " Messages So Far");
     };
     if (!eachCompleteLine(app, block, handle, flush, false))
         failLongLine(app);

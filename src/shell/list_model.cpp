@@ -8,10 +8,15 @@
 #include <QSaveFile>
 #include <QStringDecoder>
 #include <QTemporaryFile>
+#include <QThreadPool>
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#ifdef Q_OS_UNIX
+#include <fcntl.h>
+#include <unistd.h>
+#endif
 
 namespace {
 
@@ -361,8 +366,9 @@ void ListModel::insertSlots(QVector<Slot>& added) {
     }
     beginInsertRows(QModelIndex(), count(), count() + static_cast<int>(added.size()) - 1);
     // An empty list takes the rows as they are, and leaves `added` the room
-    // it had (a list being refilled keeps its room: see clear()).
-    if (rows_.isEmpty())
+    // it had, unless that room is the larger (a list being refilled keeps
+    // its room: see clear()).
+    if (rows_.isEmpty() && added.capacity() >= rows_.capacity())
         rows_.swap(added);
     else
         rows_.append(added);
@@ -427,7 +433,6 @@ constexpr qsizetype kLongListReserve = qsizetype(1) << 24;
 } // namespace
 
 void ListModel::stageRow(QLatin1StringView head, QByteArrayView utf8Text, QLatin1StringView tail) {
-    Slot s;
     const qsizetype n = head.size() + utf8Text.size() + tail.size();
     const bool ascii = n < qsizetype(kLongText) && isAscii(utf8Text);
     // A list that starts with such a row is kept one byte a character until
@@ -452,9 +457,13 @@ void ListModel::stageRow(QLatin1StringView head, QByteArrayView utf8Text, QLatin
             std::memcpy(p, part.data(), size_t(part.size()));
             p += part.size();
         }
-        s.textAt = quint64(at);
-        s.textLength = quint64(n);
-    } else if (ascii) {
+        // Written whole, in place: a slot built on the stack field by field
+        // and then copied stalls on its partly written bit fields.
+        staged_.emplace_back(Slot{.textAt = quint64(at), .textLength = quint64(n)});
+        return;
+    }
+    Slot s;
+    if (ascii) {
         const qsizetype at = store_.size();
         if (at + n > store_.capacity() && at >= kLongListStore) store_.reserve(kLongListReserve);
         store_.resize(at + n);
@@ -798,9 +807,19 @@ bool ListModel::save(const QString& path, SaveMode mode) const {
     // so a crash leaves one or the other; not waited for on the disk.
     QTemporaryFile f(path + QStringLiteral(".XXXXXX"));
     if (!f.open() || !writeRows(f) || !f.flush()) return false;
-    if (std::rename(QFile::encodeName(f.fileName()).constData(),
-                    QFile::encodeName(path).constData()) != 0)
-        return false;
+    const QByteArray target = QFile::encodeName(path);
+#ifdef Q_OS_UNIX
+    // The old file's pages are given back when its last name and handle go:
+    // a handle held over the rename and closed on another thread keeps that
+    // (half a millisecond for a big group list) off this one.
+    const int old = ::open(target.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+#endif
+    const bool renamed =
+        std::rename(QFile::encodeName(f.fileName()).constData(), target.constData()) == 0;
+#ifdef Q_OS_UNIX
+    if (old >= 0) QThreadPool::globalInstance()->start([old] { ::close(old); });
+#endif
+    if (!renamed) return false;
     f.setAutoRemove(false);
     return true;
 }

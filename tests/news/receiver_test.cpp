@@ -40,9 +40,24 @@ TEST(GroupRows, NamesServersJunkAndTheBinariesFilter) {
         {"9223372036854775808", -1},
         {"99999999999999999999", -1},
         {"0000000000000000000000000000042", 42},
+        // Eight digits at a time: a byte next to '0' and '9' ends the number.
+        {"1234567/90", 1234567},
+        {"1234567:90", 1234567},
+        {"123456789012345:67", 123456789012345},
+        {"9876543210987654 y", 9876543210987654},
+        {"00000001\xff", 1},
     };
-    for (const auto& n : numbers)
-        EXPECT_EQ(leadingNumber(n.text), n.number) << n.text;
+    for (const auto& n : numbers) {
+        qsizetype end = -1;
+        EXPECT_EQ(leadingNumber(n.text, &end), n.number) << n.text;
+        const QByteArrayView text(n.text);
+        qsizetype digits = 0;
+        while (digits < text.size() && text[digits] >= '0' && text[digits] <= '9')
+            ++digits;
+        if (n.number >= 0) {
+            EXPECT_EQ(end, digits) << n.text;
+        }
+    }
 
     EXPECT_EQ(GetServerName(mark(1) + "alt.fav (news.one.test) (17)"), "news.one.test");
     EXPECT_EQ(GetServerName("alt.fav (news.one.test"), "news.one.test");
@@ -138,6 +153,33 @@ TEST(Receiver, GroupLinesWholeOnlyWithProgressEveryHundredRows) {
     app.LineBuffer = "half a li";
     NNTP_Document(app, 1, {});
     EXPECT_TRUE(app.LineBuffer.isEmpty());
+}
+
+TEST(Receiver, LinesEndAtCrLfOnlyAndKeepTheirOwnFirstBlank) {
+    TestApp t;
+    App& app = t.app;
+    app.TransferMode = 3;
+    app.HeaderField = "Subject";
+    NNTP_Document(app, 1, {});
+    // A line without a blank before one with it, in the same sixteen bytes;
+    // a bare LF or CR inside a line; a blank past the first sixteen bytes;
+    // a line that ends right at the end of the block.
+    NNTP_Document(app, 3,
+                  "7\r\n8 eight\r\n9 nine\nstill\r nine\r\n10\nx y\r\n"
+                  "123456789012345678 long\r\n11 last\r\n");
+    NNTP_Document(app, 5, {});
+    EXPECT_EQ(texts(app.lstMessages),
+              (QStringList{"eight", "nine\nstill\r nine", "y", "long", "last"}));
+    EXPECT_EQ(app.lstMessages.number(2), 10);
+
+    app.TransferMode = 1;
+    NNTP_Document(app, 1, {});
+    NNTP_Document(app, 3,
+                  "alt.binaries.a.long.group.name 0000000009 0000000003 y\r\n"
+                  "alt.binaries.x.y 0000000005 0000000001 y\r\n");
+    NNTP_Document(app, 5, {});
+    EXPECT_EQ(texts(app.lstGroups), (QStringList{mark(1) + "alt.binaries.a.long.group.name (6)",
+                                                 mark(1) + "alt.binaries.x.y (4)"}));
 }
 
 TEST(Receiver, AfterAnErrorEventsAreNotReadButStillResetTheClock) {
