@@ -13,6 +13,9 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 #ifdef Q_OS_UNIX
 #include <fcntl.h>
 #include <unistd.h>
@@ -406,6 +409,31 @@ bool isAscii(QByteArrayView bytes) {
     return true;
 }
 
+// Copies the n bytes at from to to while they are below 0x80: false at the
+// first that is not, with some of them copied. Sixteen at a time, the last
+// piece overlapping, as a group's name is some thirty bytes.
+bool copyIfAscii(char* to, const char* from, qsizetype n) {
+#if defined(__SSE2__)
+    if (n >= 16) {
+        qsizetype k = 0;
+        for (; k + 16 <= n; k += 16) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + k));
+            if (_mm_movemask_epi8(v) != 0) return false;
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(to + k), v);
+        }
+        if (k < n) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + n - 16));
+            if (_mm_movemask_epi8(v) != 0) return false;
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(to + n - 16), v);
+        }
+        return true;
+    }
+#endif
+    if (!isAscii(QByteArrayView(from, n))) return false;
+    if (n > 0) std::memcpy(to, from, size_t(n));
+    return true;
+}
+
 } // namespace
 
 void ListModel::stageRow(QByteArrayView utf8Text, qint64 number, QStringView tag,
@@ -434,34 +462,36 @@ constexpr qsizetype kLongListReserve = qsizetype(1) << 24;
 
 void ListModel::stageRow(QLatin1StringView head, QByteArrayView utf8Text, QLatin1StringView tail) {
     const qsizetype n = head.size() + utf8Text.size() + tail.size();
-    const bool ascii = n < qsizetype(kLongText) && isAscii(utf8Text);
     // A list that starts with such a row is kept one byte a character until
     // a text that is not Latin-1 comes: half the memory to write.
-    if (ascii && !narrow_ && rows_.isEmpty() && staged_.isEmpty() && store_.isEmpty())
-        narrow_ = true;
-    // The row is written in place. A store that outgrows its first room
-    // here is a long list coming in: it takes room for millions of
-    // characters at once, which the system maps only as it is written,
-    // rather than being copied and faulted in again at every doubling.
-    // Redraw coming back on gives back what is unused.
-    const QByteArrayView parts[] = {QByteArrayView(head.data(), head.size()), utf8Text,
-                                    QByteArrayView(tail.data(), tail.size())};
-    if (ascii && narrow_) {
+    const bool empty = rows_.isEmpty() && staged_.isEmpty() && store_.isEmpty();
+    if (n < qsizetype(kLongText) && (narrow_ || empty)) {
+        // The row is written in place, its text checked as it is copied. A
+        // store that outgrows its first room here is a long list coming in:
+        // it takes room for millions of characters at once, which the
+        // system maps only as it is written, rather than being copied and
+        // faulted in again at every doubling. Redraw coming back on gives
+        // back what is unused.
         const qsizetype at = narrowStore_.size();
         if (at + n > narrowStore_.capacity() && at >= kLongListStore)
             narrowStore_.reserve(kLongListReserve);
         narrowStore_.resize(at + n);
         char* p = narrowStore_.data() + at;
-        for (const QByteArrayView part : parts) {
-            if (part.isEmpty()) continue; // its data may be null, which memcpy must not see
-            std::memcpy(p, part.data(), size_t(part.size()));
-            p += part.size();
+        if (copyIfAscii(p + head.size(), utf8Text.data(), utf8Text.size())) {
+            // Their data may be null, which memcpy must not see.
+            if (!head.isEmpty()) std::memcpy(p, head.data(), size_t(head.size()));
+            if (!tail.isEmpty()) std::memcpy(p + n - tail.size(), tail.data(), size_t(tail.size()));
+            narrow_ = true;
+            // Written whole, in place: a slot built on the stack field by
+            // field and then copied stalls on its partly written bit fields.
+            staged_.emplace_back(Slot{.textAt = quint64(at), .textLength = quint64(n)});
+            return;
         }
-        // Written whole, in place: a slot built on the stack field by field
-        // and then copied stalls on its partly written bit fields.
-        staged_.emplace_back(Slot{.textAt = quint64(at), .textLength = quint64(n)});
-        return;
+        narrowStore_.resize(at);
     }
+    const bool ascii = n < qsizetype(kLongText) && isAscii(utf8Text);
+    const QByteArrayView parts[] = {QByteArrayView(head.data(), head.size()), utf8Text,
+                                    QByteArrayView(tail.data(), tail.size())};
     Slot s;
     if (ascii) {
         const qsizetype at = store_.size();
@@ -705,9 +735,32 @@ inline bool anyOtherByte(quint64 w) {
 }
 
 // copyIfPlain for a list kept one byte a character. A row of a group list
-// is some forty bytes: eight at a time, the last eight overlapping, costs
-// less than a vector loop and its tail.
+// is some forty bytes: sixteen at a time, each piece written as it is
+// checked and the last one overlapping, costs less than a check and a copy.
+// A false return leaves bytes at p, which the caller writes again.
 bool copyIfPlain(char* p, const uchar* u, qsizetype n) {
+#if defined(__SSE2__)
+    if (n >= 16) {
+        const __m128i below = _mm_set1_epi8(0x20), slash = _mm_set1_epi8('\\');
+        // Signed, bytes from 0x80 on are below 0x20 too.
+        auto plain = [&](__m128i v) {
+            return _mm_movemask_epi8(
+                       _mm_or_si128(_mm_cmplt_epi8(v, below), _mm_cmpeq_epi8(v, slash))) == 0;
+        };
+        qsizetype k = 0;
+        for (; k + 16 <= n; k += 16) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(u + k));
+            if (!plain(v)) return false;
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + k), v);
+        }
+        if (k < n) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(u + n - 16));
+            if (!plain(v)) return false;
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + n - 16), v);
+        }
+        return true;
+    }
+#endif
     if (n < 8) return copyIfPlain<uchar>(p, u, n);
     quint64 w;
     qsizetype k = 0;

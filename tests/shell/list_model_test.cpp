@@ -195,9 +195,9 @@ TEST(ListModel, SaveAndLoadGiveBackEveryRowExactly) {
     // staged from received bytes, behind a mark or none.
     ListModel narrow;
     QByteArray narrowExpected;
-    for (const int length : {1, 7, 8, 9, 15, 16, 17, 50})
+    for (const int length : {1, 7, 8, 9, 11, 12, 15, 16, 17, 27, 28, 50})
         for (const int at : {0, 1, 6, 7, 8, 9, 15, 16, length - 1})
-            for (const char* o : {"\\", "\t", "\r\n", "\x01", "\x7F"}) {
+            for (const char* o : {"\\", "\t", "\r\n", "\x01", "\x7F", "\xC3\xA9"}) {
                 if (at >= length) continue;
                 QByteArray text(length, 'a');
                 text.replace(at, 1, o);
@@ -207,7 +207,7 @@ TEST(ListModel, SaveAndLoadGiveBackEveryRowExactly) {
                                                          : ""),
                                 text, QLatin1StringView(" (5)"));
                 narrowExpected +=
-                    plainWay((marked ? mark(1) : QString()) + QString::fromLatin1(text) + " (5)") +
+                    plainWay((marked ? mark(1) : QString()) + QString::fromUtf8(text) + " (5)") +
                     '\n';
             }
     narrow.commitRows();
@@ -361,6 +361,10 @@ TEST(ListModel, RowsStagedAroundANameAnswerAsTheStringPath) {
     const Name names[] = {
         {"alt.binaries.a", mark1, QLatin1StringView(" (12)")},
         {"alt.Caf\xC3\xA9", mark1, QLatin1StringView(" (3)")}, // Latin-1 once decoded
+        // Past sixteen bytes, read sixteen at a time: its last piece, or its second.
+        {"alt.binaries.sixteen.plus", mark1, QLatin1StringView(" (4)")},
+        {"alt.binaries.long.caf\xC3\xA9", mark1, QLatin1StringView(" (5)")},
+        {"alt.binaries.caf\xC3\xA9.and.more.after.it", {}, QLatin1StringView(" (6)")},
         {"alt.text", {}, QLatin1StringView(" (0)")},
         {"back\\slash\ttab", mark1, QLatin1StringView(" (1)")},
         {"", {}, {}},
@@ -378,7 +382,8 @@ TEST(ListModel, RowsStagedAroundANameAnswerAsTheStringPath) {
     // Without and with a name outside Latin-1 after the first rows: a wide
     // character, or a bad byte that becomes U+FFFD.
     for (const QByteArray& wide :
-         {QByteArray(), QByteArray("alt.\xE6\x97\xA5"), QByteArray("bad\xFF.byte")}) {
+         {QByteArray(), QByteArray("alt.\xE6\x97\xA5"), QByteArray("bad\xFF.byte"),
+          QByteArray("alt.binaries.long.\xE6\x97\xA5")}) {
         SCOPED_TRACE(wide.isEmpty() ? "Latin-1 only" : wide.constData());
         ListModel staged, strings;
         QAbstractItemModelTester tester(&staged,
