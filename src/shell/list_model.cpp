@@ -316,13 +316,13 @@ QMimeData* ListModel::mimeData(const QModelIndexList& indexes) const {
 
 void ListModel::clear() {
     staged_.clear();
-    if (rows_.isEmpty() && current_ == -1) {
+    if (rows_.empty() && current_ == -1) {
         resetStore();
         return;
     }
     beginResetModel();
     if (redraw_)
-        rows_ = QVector<Slot>();
+        rows_ = std::vector<Slot>();
     else
         rows_.clear(); // the room stays, as the texts' does
     resetStore();
@@ -350,7 +350,7 @@ void ListModel::addItem(int position, const QString& text, const QString& tag, q
 
 void ListModel::insertSlotAt(int at, const Slot& s) {
     beginInsertRows(QModelIndex(), at, at);
-    rows_.insert(at, s);
+    rows_.insert(rows_.begin() + at, s);
     ++textRevision_;
     endInsertRows();
     if (current_ >= at) {
@@ -359,8 +359,8 @@ void ListModel::insertSlotAt(int at, const Slot& s) {
     }
 }
 
-void ListModel::insertSlots(QVector<Slot>& added) {
-    if (added.isEmpty()) return;
+void ListModel::insertSlots(std::vector<Slot>& added) {
+    if (added.empty()) return;
     if (sorted_) {
         widen();
         for (const Slot& s : std::exchange(added, {}))
@@ -371,23 +371,23 @@ void ListModel::insertSlots(QVector<Slot>& added) {
     // An empty list takes the rows as they are, and leaves `added` the room
     // it had, unless that room is the larger (a list being refilled keeps
     // its room: see clear()).
-    if (rows_.isEmpty() && added.capacity() >= rows_.capacity())
+    if (rows_.empty() && added.capacity() >= rows_.capacity())
         rows_.swap(added);
     else
-        rows_.append(added);
+        rows_.insert(rows_.end(), added.begin(), added.end());
     added.clear();
     ++textRevision_;
     endInsertRows();
 }
 
 void ListModel::appendRows(QVector<ListRow> rows) {
-    QVector<Slot> added;
+    std::vector<Slot> added;
     added.reserve(rows.size());
     for (const ListRow& r : rows) {
         Slot s = makeSlot(r.text, r.tag, r.number);
         s.picture = r.picture;
         s.selected = r.selected;
-        added.append(s);
+        added.push_back(s);
     }
     insertSlots(added);
 }
@@ -407,6 +407,30 @@ bool isAscii(QByteArrayView bytes) {
     for (; n > 0; ++p, --n)
         if (static_cast<unsigned char>(*p) >= 0x80) return false;
     return true;
+}
+
+// A mark or a count of a few bytes: copied in fixed-size moves the compiler
+// writes out, as a library call costs more than such a copy. from may be
+// null when n is 0.
+inline void copySmall(char* to, const char* from, qsizetype n) {
+    if (n >= 8 && n <= 16) {
+        quint64 a, b;
+        std::memcpy(&a, from, 8);
+        std::memcpy(&b, from + n - 8, 8);
+        std::memcpy(to, &a, 8);
+        std::memcpy(to + n - 8, &b, 8);
+    } else if (n >= 4 && n < 8) {
+        quint32 a, b;
+        std::memcpy(&a, from, 4);
+        std::memcpy(&b, from + n - 4, 4);
+        std::memcpy(to, &a, 4);
+        std::memcpy(to + n - 4, &b, 4);
+    } else if (n > 16) {
+        std::memcpy(to, from, size_t(n));
+    } else {
+        for (qsizetype i = 0; i < n; ++i)
+            to[i] = from[i];
+    }
 }
 
 // Copies the n bytes at from to to while they are below 0x80: false at the
@@ -450,7 +474,7 @@ void ListModel::stageRow(QByteArrayView utf8Text, qint64 number, QStringView tag
     }
     s.tag = internTag(tag);
     s.numberFirst = numberFirst;
-    staged_.append(s);
+    staged_.push_back(s);
 }
 
 namespace {
@@ -464,7 +488,7 @@ void ListModel::stageRow(QLatin1StringView head, QByteArrayView utf8Text, QLatin
     const qsizetype n = head.size() + utf8Text.size() + tail.size();
     // A list that starts with such a row is kept one byte a character until
     // a text that is not Latin-1 comes: half the memory to write.
-    const bool empty = rows_.isEmpty() && staged_.isEmpty() && store_.isEmpty();
+    const bool empty = rows_.empty() && staged_.empty() && store_.isEmpty();
     if (n < qsizetype(kLongText) && (narrow_ || empty)) {
         // The row is written in place, its text checked as it is copied. A
         // store that outgrows its first room here is a long list coming in:
@@ -478,9 +502,8 @@ void ListModel::stageRow(QLatin1StringView head, QByteArrayView utf8Text, QLatin
         narrowStore_.resize(at + n);
         char* p = narrowStore_.data() + at;
         if (copyIfAscii(p + head.size(), utf8Text.data(), utf8Text.size())) {
-            // Their data may be null, which memcpy must not see.
-            if (!head.isEmpty()) std::memcpy(p, head.data(), size_t(head.size()));
-            if (!tail.isEmpty()) std::memcpy(p + n - tail.size(), tail.data(), size_t(tail.size()));
+            copySmall(p, head.data(), head.size());
+            copySmall(p + n - tail.size(), tail.data(), tail.size());
             narrow_ = true;
             // Written whole, in place: a slot built on the stack field by
             // field and then copied stalls on its partly written bit fields.
@@ -509,7 +532,7 @@ void ListModel::stageRow(QLatin1StringView head, QByteArrayView utf8Text, QLatin
     } else {
         putText(s, QString(head) + QString::fromUtf8(utf8Text) + QString(tail));
     }
-    staged_.append(s);
+    staged_.push_back(s);
 }
 
 void ListModel::stageRow(QStringView text, qint64 number, QStringView tag, bool numberFirst) {
@@ -518,7 +541,7 @@ void ListModel::stageRow(QStringView text, qint64 number, QStringView tag, bool 
     putText(s, text);
     s.tag = internTag(tag);
     s.numberFirst = numberFirst;
-    staged_.append(s);
+    staged_.push_back(s);
 }
 
 void ListModel::commitRows() {
@@ -531,7 +554,7 @@ void ListModel::removeItem(int index) {
     const bool wasSelected = rows_[index].selected;
     beginRemoveRows(QModelIndex(), index, index);
     garbage_ += textSize(rows_[index]);
-    rows_.remove(index);
+    rows_.erase(rows_.begin() + index);
     ++textRevision_;
     endRemoveRows();
     compactIfWasteful();
@@ -945,7 +968,7 @@ bool ListModel::load(const QString& path) {
         // A person editing the file may have saved it with CR LF.
         if (line.endsWith(u'\r')) line.chop(1);
         const ListRow r = decodeRow(line);
-        rows_.append(makeSlot(r.text, r.tag, r.number));
+        rows_.push_back(makeSlot(r.text, r.tag, r.number));
         from = nl + 1;
     }
     ++textRevision_;
@@ -966,8 +989,8 @@ void ListModel::setRedraw(bool on) {
     if (on) {
         store_.squeeze();
         narrowStore_.squeeze();
-        rows_.squeeze();
-        staged_.squeeze();
+        rows_.shrink_to_fit();
+        staged_.shrink_to_fit();
     }
     emit flagsChanged();
 }

@@ -7,6 +7,7 @@
 
 class QIODevice;
 #include <functional>
+#include <vector>
 
 // One row of any list of the program, as it goes in and comes out; the list
 // keeps its rows in a more compact form of its own.
@@ -161,7 +162,7 @@ private:
     void putText(Slot& s, QStringView text);
     quint32 internTag(QStringView tag);
     // Appends (or in sorted mode inserts) the slots; `added` is left empty.
-    void insertSlots(QVector<Slot>& added);
+    void insertSlots(std::vector<Slot>& added);
     // One row at `at`, the current row moving down with it.
     void insertSlotAt(int at, const Slot& s);
     void resetStore();
@@ -169,8 +170,10 @@ private:
     int sortedPosition(QStringView text) const;
     void rowChanged(int index);
 
-    QVector<Slot> rows_;
-    QVector<Slot> staged_;
+    // Standard vectors: appending to a QVector costs six times as much, and
+    // a listing appends a million rows.
+    std::vector<Slot> rows_;
+    std::vector<Slot> staged_;
     // Every row's text, one after the other: in store_, or while every text
     // is Latin-1 (a group list) in narrowStore_, one byte a character, at
     // the same places. textView() widens a narrow list: hence mutable.
