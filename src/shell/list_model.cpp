@@ -99,17 +99,38 @@ QStringView ListModel::view(const Slot& s) const {
 }
 
 QLatin1StringView ListModel::narrowView(const Slot& s) const {
-    return QLatin1StringView(narrowStore_.constData() + s.textAt, qsizetype(s.textLength));
+    return QLatin1StringView(narrowStore_.data() + s.textAt, qsizetype(s.textLength));
 }
 
 QString ListModel::textOf(const Slot& s) const {
     return narrow_ ? QString(narrowView(s)) : view(s).toString();
 }
 
+void ListModel::ByteStore::reserve(qsizetype n) {
+    if (n <= capacity_) return;
+    void* const grown = std::realloc(data_, size_t(n));
+    Q_CHECK_PTR(grown);
+    data_ = static_cast<char*>(grown);
+    capacity_ = n;
+}
+
+void ListModel::ByteStore::squeeze() {
+    if (size_ == capacity_) return;
+    if (size_ == 0) {
+        release();
+        return;
+    }
+    // Shrinking in place does not fail; if it did, the old room would do.
+    if (void* const shrunk = std::realloc(data_, size_t(size_))) {
+        data_ = static_cast<char*>(shrunk);
+        capacity_ = size_;
+    }
+}
+
 void ListModel::widen() const {
     if (!narrow_) return;
-    store_ = QString::fromLatin1(narrowStore_);
-    narrowStore_ = QByteArray();
+    store_ = QString::fromLatin1(narrowStore_.data(), narrowStore_.size());
+    narrowStore_.release();
     narrow_ = false;
 }
 
@@ -133,8 +154,7 @@ void ListModel::putText(Slot& s, QStringView text) {
     if (narrow_) {
         if (quint64(text.size()) < kLongText && fitsLatin1(text)) {
             const qsizetype at = narrowStore_.size();
-            narrowStore_.resize(at + text.size());
-            char* p = narrowStore_.data() + at;
+            char* p = narrowStore_.grow(text.size());
             for (qsizetype i = 0; i < text.size(); ++i)
                 p[i] = char(text[i].unicode());
             s.textAt = quint64(at);
@@ -194,10 +214,10 @@ void ListModel::resetStore() {
     // Emptied for good, it gives the room back.
     if (redraw_) {
         store_.clear();
-        narrowStore_.clear();
+        narrowStore_.release();
     } else {
         store_.resize(0);
-        narrowStore_.resize(0);
+        narrowStore_.truncate(0);
     }
     narrow_ = false;
     garbage_ = 0;
@@ -211,11 +231,13 @@ void ListModel::resetStore() {
 void ListModel::compactIfWasteful() {
     if (garbage_ < 4096 || garbage_ < (narrow_ ? narrowStore_.size() : store_.size()) / 2) return;
     if (narrow_) {
-        const QByteArray old = std::exchange(narrowStore_, QByteArray());
+        const ByteStore old = std::exchange(narrowStore_, ByteStore());
         narrowStore_.reserve(old.size() - garbage_);
         auto move = [&](Slot& s) {
             const qsizetype at = narrowStore_.size();
-            narrowStore_.append(old.constData() + s.textAt, qsizetype(s.textLength));
+            if (s.textLength > 0)
+                std::memcpy(narrowStore_.grow(qsizetype(s.textLength)), old.data() + s.textAt,
+                            size_t(s.textLength));
             s.textAt = quint64(at);
         };
         for (Slot& s : rows_)
@@ -499,8 +521,7 @@ void ListModel::stageRow(QLatin1StringView head, QByteArrayView utf8Text, QLatin
         const qsizetype at = narrowStore_.size();
         if (at + n > narrowStore_.capacity() && at >= kLongListStore)
             narrowStore_.reserve(kLongListReserve);
-        narrowStore_.resize(at + n);
-        char* p = narrowStore_.data() + at;
+        char* p = narrowStore_.grow(n);
         if (copyIfAscii(p + head.size(), utf8Text.data(), utf8Text.size())) {
             copySmall(p, head.data(), head.size());
             copySmall(p + n - tail.size(), tail.data(), tail.size());
@@ -510,7 +531,7 @@ void ListModel::stageRow(QLatin1StringView head, QByteArrayView utf8Text, QLatin
             staged_.emplace_back(Slot{.textAt = quint64(at), .textLength = quint64(n)});
             return;
         }
-        narrowStore_.resize(at);
+        narrowStore_.truncate(at);
     }
     const bool ascii = n < qsizetype(kLongText) && isAscii(utf8Text);
     const QByteArrayView parts[] = {QByteArrayView(head.data(), head.size()), utf8Text,

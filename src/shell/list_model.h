@@ -6,6 +6,8 @@
 #include <QVector>
 
 class QIODevice;
+#include <algorithm>
+#include <cstdlib>
 #include <functional>
 #include <vector>
 
@@ -174,11 +176,51 @@ private:
     // a listing appends a million rows.
     std::vector<Slot> rows_;
     std::vector<Slot> staged_;
+    // The texts of a list kept one byte a character: a plain buffer, whose
+    // appends the compiler writes out, where a QByteArray's resize is a
+    // library call that costs more than staging a group's row.
+    class ByteStore {
+    public:
+        ByteStore() = default;
+        ByteStore(ByteStore&& other) noexcept { swap(other); }
+        ByteStore& operator=(ByteStore&& other) noexcept {
+            ByteStore gone(std::move(other));
+            swap(gone);
+            return *this;
+        }
+        ~ByteStore() { std::free(data_); }
+        void swap(ByteStore& other) noexcept {
+            std::swap(data_, other.data_);
+            std::swap(size_, other.size_);
+            std::swap(capacity_, other.capacity_);
+        }
+        const char* data() const { return data_; }
+        qsizetype size() const { return size_; }
+        qsizetype capacity() const { return capacity_; }
+        // n more bytes at the end, for the caller to write.
+        char* grow(qsizetype n) {
+            if (size_ + n > capacity_) reserve(std::max(size_ + n, 2 * capacity_));
+            char* const at = data_ + size_;
+            size_ += n;
+            return at;
+        }
+        void truncate(qsizetype n) { size_ = n; }
+        void reserve(qsizetype n);
+        // Gives back the room beyond the bytes, or all of it.
+        void squeeze();
+        void release() { *this = ByteStore(); }
+
+    private:
+        char* data_ = nullptr;
+        qsizetype size_ = 0;
+        qsizetype capacity_ = 0;
+    };
+
     // Every row's text, one after the other: in store_, or while every text
     // is Latin-1 (a group list) in narrowStore_, one byte a character, at
     // the same places. textView() widens a narrow list: hence mutable.
     mutable QString store_;
-    mutable QByteArray narrowStore_;
+    mutable ByteStore narrowStore_;
     mutable bool narrow_ = false;
     qsizetype garbage_ = 0; // units of store_ no row points to
     QVector<QString> tags_; // distinct tags; [0] is empty
