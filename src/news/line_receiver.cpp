@@ -28,8 +28,11 @@ constexpr qint64 kPassIntervalMs = 40;
 constexpr qsizetype kKeptBufferBytes = 1 << 20;
 
 // The first blank of a line; inlined, as QByteArrayView::indexOf is not.
+// The blank after a number is searched for where the digits stop, so one
+// right there is found without a library call.
 qsizetype blankIn(QByteArrayView line) {
     if (line.isEmpty()) return -1;
+    if (line.front() == ' ') return 0;
     const void* at = std::memchr(line.data(), ' ', size_t(line.size()));
     return at ? static_cast<const char*>(at) - line.data() : -1;
 }
@@ -52,9 +55,12 @@ struct Pacer {
     }
 };
 
-// The count of rows in hundreds, once a hundred more are in: shown at each
-// commit of rows, as nothing can show it sooner.
-void progressText(App& app, int before, int rows, const char* what) {
+// The staged rows join the list, and the count in hundreds is shown once a
+// hundred more are in: at each commit, as nothing can show it sooner.
+void commitWithProgress(App& app, ListModel& list, const char* what) {
+    const int before = list.count();
+    list.commitRows();
+    const int rows = list.count();
     if (rows / 100 > before / 100)
         app.setStatus(2, u'~' + QString::number(rows / 100 * 100) + QLatin1String(what));
 }
@@ -170,25 +176,19 @@ void receiveGroupLines(App& app, const QByteArray& block) {
     int staged = 0;
     qint64 last = 0, first = 0;
     auto flush = [&] {
-        const int before = list.count();
-        list.commitRows();
+        commitWithProgress(app, list, " Groups So Far");
         staged = 0;
-        progressText(app, before, list.count(), " Groups So Far");
     };
     auto handle = [&](QByteArrayView line, qsizetype s1) {
         // name, last, first, flags; a short line keeps last and first of the line before.
         const QByteArrayView nameBytes = s1 < 0 ? line : line.first(s1);
         if (s1 >= 0) {
             const QByteArrayView rest = line.sliced(s1 + 1);
+            // The second blank is searched for from where the digits stop.
             qsizetype digits = 0;
             last = leadingNumber(rest, &digits);
-            // The blank is nearly always right behind the digits.
-            qsizetype s2 = digits < rest.size() && rest[digits] == ' ' ? digits : -1;
-            if (s2 < 0) {
-                s2 = blankIn(rest.sliced(digits));
-                if (s2 >= 0) s2 += digits;
-            }
-            if (s2 >= 0) first = leadingNumber(rest.sliced(s2 + 1));
+            const qsizetype s2 = blankIn(rest.sliced(digits));
+            if (s2 >= 0) first = leadingNumber(rest.sliced(digits + s2 + 1));
         }
         if (first >= 0 && last > first && !app.GroupSeen) {
             app.GroupsBeforeLive = list.count() + staged;
@@ -214,11 +214,7 @@ void receiveHeaderLines(App& app, const QByteArray& block) {
     // Rows go from the received bytes into the list without a string each.
     ListModel& list = app.lstMessages;
     bool tooMany = false;
-    auto flush = [&] {
-        const int before = list.count();
-        list.commitRows();
-        progressText(app, before, list.count(), " Messages So Far");
-    };
+    auto flush = [&] { commitWithProgress(app, list, " Messages So Far"); };
     auto handle = [&](QByteArrayView line, qsizetype blank) {
         if (blank < 0) return;
         const qint64 number = leadingNumber(line);

@@ -25,6 +25,27 @@ namespace {
 
 constexpr QChar kMark(0xFF);
 
+#if defined(__SSE2__)
+// Copies n >= 16 bytes sixteen at a time, the last piece overlapping, while
+// every piece passes `ok` (a test of a vector): false at the first that does
+// not, with the pieces before it copied. A row is some forty bytes, so each
+// piece is written as it is checked rather than checked and then copied.
+template <typename Ok> bool copyPiecesWhile(char* to, const char* from, qsizetype n, Ok ok) {
+    qsizetype k = 0;
+    for (; k + 16 <= n; k += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + k));
+        if (!ok(v)) return false;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + k), v);
+    }
+    if (k < n) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + n - 16));
+        if (!ok(v)) return false;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + n - 16), v);
+    }
+    return true;
+}
+#endif
+
 // Escapes only what would break the one-row-per-line form, so a person can
 // still read and edit the file: backslash, tab (the field separator), CR, LF.
 void appendEscaped(QString& out, QStringView s) {
@@ -456,24 +477,11 @@ inline void copySmall(char* to, const char* from, qsizetype n) {
 }
 
 // Copies the n bytes at from to to while they are below 0x80: false at the
-// first that is not, with some of them copied. Sixteen at a time, the last
-// piece overlapping, as a group's name is some thirty bytes.
+// first that is not, with some of them copied.
 bool copyIfAscii(char* to, const char* from, qsizetype n) {
 #if defined(__SSE2__)
-    if (n >= 16) {
-        qsizetype k = 0;
-        for (; k + 16 <= n; k += 16) {
-            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + k));
-            if (_mm_movemask_epi8(v) != 0) return false;
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(to + k), v);
-        }
-        if (k < n) {
-            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + n - 16));
-            if (_mm_movemask_epi8(v) != 0) return false;
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(to + n - 16), v);
-        }
-        return true;
-    }
+    if (n >= 16)
+        return copyPiecesWhile(to, from, n, [](__m128i v) { return _mm_movemask_epi8(v) == 0; });
 #endif
     if (!isAscii(QByteArrayView(from, n))) return false;
     if (n > 0) std::memcpy(to, from, size_t(n));
@@ -778,31 +786,18 @@ inline bool anyOtherByte(quint64 w) {
     return ((w | below20 | isSlash) & highs) != 0;
 }
 
-// copyIfPlain for a list kept one byte a character. A row of a group list
-// is some forty bytes: sixteen at a time, each piece written as it is
-// checked and the last one overlapping, costs less than a check and a copy.
-// A false return leaves bytes at p, which the caller writes again.
+// copyIfPlain for a list kept one byte a character, a group list's rows
+// sixteen bytes at a time. A false return leaves bytes at p, which the
+// caller writes again.
 bool copyIfPlain(char* p, const uchar* u, qsizetype n) {
 #if defined(__SSE2__)
     if (n >= 16) {
         const __m128i below = _mm_set1_epi8(0x20), slash = _mm_set1_epi8('\\');
         // Signed, bytes from 0x80 on are below 0x20 too.
-        auto plain = [&](__m128i v) {
+        return copyPiecesWhile(p, reinterpret_cast<const char*>(u), n, [&](__m128i v) {
             return _mm_movemask_epi8(
                        _mm_or_si128(_mm_cmplt_epi8(v, below), _mm_cmpeq_epi8(v, slash))) == 0;
-        };
-        qsizetype k = 0;
-        for (; k + 16 <= n; k += 16) {
-            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(u + k));
-            if (!plain(v)) return false;
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + k), v);
-        }
-        if (k < n) {
-            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(u + n - 16));
-            if (!plain(v)) return false;
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + n - 16), v);
-        }
-        return true;
+        });
     }
 #endif
     if (n < 8) return copyIfPlain<uchar>(p, u, n);

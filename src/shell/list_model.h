@@ -4,12 +4,12 @@
 #include <QHash>
 #include <QString>
 #include <QVector>
-
-class QIODevice;
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <vector>
+
+class QIODevice;
 
 // One row of any list of the program, as it goes in and comes out; the list
 // keeps its rows in a more compact form of its own.
