@@ -11,10 +11,14 @@
 // with INN's own article bytes from memory, which shows what the client
 // itself costs ("_memory_" figures).
 //
-// Usage: download_bench [MB of the yEnc post, default 50] [--memory-only [--rounds N]]
+// Usage: download_bench [MB of the yEnc post, default 50] [--memory-only]
+//                       [--rounds N] [--saved DIR]
 // --memory-only leaves out the timed runs against INN (a minute or more),
 // for profiling the client; --rounds sets how often the memory server's
-// posts are fetched (three times by default).
+// posts are fetched (three times by default). --saved keeps INN's article
+// bytes and the subjects in DIR, and a later run with the same DIR and size
+// serves them without INN (posting 60 MB to it takes most of a minute), so
+// that two builds can be compared in turns.
 #include "attachments/download.h"
 #include "bench_kit.h"
 #include "fixtures/encoders.h"
@@ -27,6 +31,7 @@
 #include "shell/temp_files.h"
 
 #include <QCoreApplication>
+#include <QDataStream>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -100,28 +105,67 @@ bool runPost(App& app, quint16 port, Post& post, const QByteArray& label, int ro
     return true;
 }
 
+// The posts' rows in the list, by their subjects.
+void findPosts(const QVector<ListRow>& rows, std::initializer_list<Post*> posts) {
+    for (Post* post : posts) {
+        const int width = post->subject.contains(QLatin1String("/100")) ? 3 : 2;
+        const QString first = post->subject.arg(1, width, 10, QLatin1Char('0'));
+        const QString stem = post->subject.left(post->subject.indexOf(u'('));
+        for (int r = 0; r < rows.size(); ++r) {
+            if (!rows[r].text.startsWith(stem)) continue;
+            post->articles << rows[r].number;
+            if (rows[r].text == first) post->firstRow = r;
+        }
+        std::sort(post->articles.begin(), post->articles.end());
+    }
+}
+
+using Articles = std::map<qint64, QByteArray>;
+
+bool loadSaved(const QString& path, Articles& articles, QVector<ListRow>& rows) {
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly)) return false;
+    QDataStream in(&f);
+    QMap<qint64, QByteArray> a;
+    QList<QPair<qint64, QString>> r;
+    in >> a >> r;
+    if (in.status() != QDataStream::Ok || a.isEmpty()) return false;
+    for (auto it = a.cbegin(); it != a.cend(); ++it)
+        articles[it.key()] = it.value();
+    for (const auto& [number, text] : r)
+        rows << ListRow{text, QString(), number, -1, false};
+    return true;
+}
+
+void save(const QString& path, const Articles& articles, const QVector<ListRow>& rows) {
+    QFile f(path);
+    if (!f.open(QIODevice::WriteOnly)) return;
+    QDataStream out(&f);
+    QMap<qint64, QByteArray> a;
+    for (const auto& [number, bytes] : articles)
+        a.insert(number, bytes);
+    QList<QPair<qint64, QString>> r;
+    for (const ListRow& row : rows)
+        r << qMakePair(row.number, row.text);
+    out << a << r;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     QCoreApplication qapp(argc, argv);
-    const qint64 yencMb = argc > 1 ? std::max(QByteArray(argv[1]).toLongLong(), 1LL) : 50;
-    const bool memoryOnly = argc > 2 && QByteArray(argv[2]) == "--memory-only";
-    // --rounds N after --memory-only: N rounds against the memory server
-    // instead of three, for a profiler.
-    const int rounds = argc > 4 && QByteArray(argv[3]) == "--rounds"
-                           ? std::max(QByteArray(argv[4]).toInt(), 1)
-                           : 3;
-
-    QTemporaryDir serverDir(QDir::tempPath() + QStringLiteral("/zfbench-XXXXXX"));
-    QByteArray started;
-    if (!newsServer({QStringLiteral("start"), serverDir.path()}, &started)) return 1;
-    const quint16 port = quint16(started.trimmed().split('\n').last().toUInt());
-    struct Stop {
-        QString dir;
-        ~Stop() { newsServer({QStringLiteral("stop"), dir}); }
-    } stop{serverDir.path()};
-    if (!newsServer({QStringLiteral("newgroup"), serverDir.path(), kGroup, QStringLiteral("y")}))
-        return 1;
+    const QStringList args = qapp.arguments().mid(1);
+    const qint64 yencMb =
+        !args.isEmpty() && !args[0].startsWith(u'-') ? std::max(args[0].toLongLong(), 1LL) : 50;
+    const bool memoryOnly = args.contains(QLatin1String("--memory-only"));
+    auto option = [&args](const char* name) {
+        const qsizetype at = args.indexOf(QLatin1String(name));
+        return at >= 0 && at + 1 < args.size() ? args[at + 1] : QString();
+    };
+    const int rounds = option("--rounds").isEmpty() ? 3 : std::max(option("--rounds").toInt(), 1);
+    const QString savedDir = option("--saved");
+    const QString savedPath =
+        savedDir.isEmpty() ? QString() : savedDir + QStringLiteral("/articles-%1.bin").arg(yencMb);
 
     Post yenc{"yenc_100_parts",
               QStringLiteral("\"big.bin\" yEnc (%1/100)"),
@@ -135,21 +179,6 @@ int main(int argc, char** argv) {
             randomBytes(10 << 20, 2),
             {},
             -1};
-    {
-        Wire w;
-        if (!w.open(port)) return 1;
-        QList<qsizetype> sizes;
-        for (int p = 0; p < 100; ++p)
-            sizes << yenc.data.size() * (p + 1) / 100 - yenc.data.size() * p / 100;
-        const QList<QByteArray> yParts = yencEncodeParts(yenc.data, sizes, yenc.fileName);
-        for (int p = 0; p < 100; ++p)
-            if (!w.post(kGroup, yenc.subject.arg(p + 1, 3, 10, QLatin1Char('0')), yParts[p]))
-                return 1;
-        const QList<QByteArray> uParts = splitLines(uuencode(uu.data, uu.fileName), 20);
-        for (int p = 0; p < 20; ++p)
-            if (!w.post(kGroup, uu.subject.arg(p + 1, 2, 10, QLatin1Char('0')), uParts[p]))
-                return 1;
-    }
 
     QTemporaryDir dir;
     App app;
@@ -159,35 +188,69 @@ int main(int argc, char** argv) {
     app.DestDir = dir.path() + "/download/";
     QDir().mkpath(app.DestDir);
     QDir(dir.path()).mkdir(QStringLiteral("Cache"));
-    app.CurrentServer = QStringLiteral("127.0.0.1:%1").arg(port);
     app.Timer1.start();
     MakeTempFile(app);
-    cmdConnect(app, false);
-    app.CurrentGroup = kGroup;
-    app.HeaderField = QStringLiteral("Subject");
-    if (!app.IsConnected || cmdGetMessageHeaders(app, false) != 0) {
-        std::fprintf(stderr, "no headers: %s\n", qPrintable(app.statbar[2]));
-        return 1;
-    }
-    for (Post* post : {&yenc, &uu}) {
-        const QString first = post->subject.arg(1, post == &yenc ? 3 : 2, 10, QLatin1Char('0'));
-        const QString stem = post->subject.left(post->subject.indexOf(u'('));
-        for (int r = 0; r < app.lstMessages.count(); ++r) {
-            if (!app.lstMessages.text(r).startsWith(stem)) continue;
-            post->articles << app.lstMessages.number(r);
-            if (app.lstMessages.text(r) == first) post->firstRow = r;
-        }
-        std::sort(post->articles.begin(), post->articles.end());
-    }
-    // INN's pace is the same for both clients: one round is enough. The
-    // memory server's figures are the best of three on a shared machine.
-    bool ok =
-        memoryOnly || (runPost(app, port, yenc, "_inn", 1) && runPost(app, port, uu, "_inn", 1));
 
-    // The same articles, byte for byte, from memory.
+    // The same articles, byte for byte, from memory, and the list's rows.
+    Articles articles;
+    QVector<ListRow> rows;
+    bool ok = true;
+    if (savedPath.isEmpty() || !loadSaved(savedPath, articles, rows)) {
+        QTemporaryDir serverDir(QDir::tempPath() + QStringLiteral("/zfbench-XXXXXX"));
+        QByteArray started;
+        if (!newsServer({QStringLiteral("start"), serverDir.path()}, &started)) return 1;
+        const quint16 port = quint16(started.trimmed().split('\n').last().toUInt());
+        struct Stop {
+            QString dir;
+            ~Stop() { newsServer({QStringLiteral("stop"), dir}); }
+        } stop{serverDir.path()};
+        if (!newsServer(
+                {QStringLiteral("newgroup"), serverDir.path(), kGroup, QStringLiteral("y")}))
+            return 1;
+        {
+            Wire w;
+            if (!w.open(port)) return 1;
+            QList<qsizetype> sizes;
+            for (int p = 0; p < 100; ++p)
+                sizes << yenc.data.size() * (p + 1) / 100 - yenc.data.size() * p / 100;
+            const QList<QByteArray> yParts = yencEncodeParts(yenc.data, sizes, yenc.fileName);
+            for (int p = 0; p < 100; ++p)
+                if (!w.post(kGroup, yenc.subject.arg(p + 1, 3, 10, QLatin1Char('0')), yParts[p]))
+                    return 1;
+            const QList<QByteArray> uParts = splitLines(uuencode(uu.data, uu.fileName), 20);
+            for (int p = 0; p < 20; ++p)
+                if (!w.post(kGroup, uu.subject.arg(p + 1, 2, 10, QLatin1Char('0')), uParts[p]))
+                    return 1;
+        }
+        app.CurrentServer = QStringLiteral("127.0.0.1:%1").arg(port);
+        cmdConnect(app, false);
+        app.CurrentGroup = kGroup;
+        app.HeaderField = QStringLiteral("Subject");
+        if (!app.IsConnected || cmdGetMessageHeaders(app, false) != 0) {
+            std::fprintf(stderr, "no headers: %s\n", qPrintable(app.statbar[2]));
+            return 1;
+        }
+        for (int r = 0; r < app.lstMessages.count(); ++r)
+            rows << app.lstMessages.row(r);
+        findPosts(rows, {&yenc, &uu});
+        // INN's pace is the same for both clients: one round is enough. The
+        // memory server's figures are the best of three on a shared machine.
+        ok = memoryOnly ||
+             (runPost(app, port, yenc, "_inn", 1) && runPost(app, port, uu, "_inn", 1));
+        Wire w;
+        if (!ok || !w.open(port) || !w.command("GROUP " + kGroup.toUtf8()).startsWith("211"))
+            return 1;
+        for (const Post* post : {&yenc, &uu})
+            for (qint64 n : post->articles)
+                if (w.article(QByteArray::number(n), &articles[n]) < 0) return 1;
+        cmdDisconnect(app);
+        if (!savedPath.isEmpty()) save(savedPath, articles, rows);
+    } else {
+        findPosts(rows, {&yenc, &uu});
+    }
+
     // MODE READER, GROUP and ARTICLE from a table of whole responses, with
     // the kernel's default socket buffers.
-    std::map<qint64, QByteArray> articles;
     LoopbackServer memory;
     memory.reply = [&articles](const QByteArray& line, int fd) {
         const QList<QByteArray> words = line.split(' ');
@@ -206,26 +269,15 @@ int main(int argc, char** argv) {
         }
         return sendAll(fd, "500 what?\r\n");
     };
-    {
-        Wire w;
-        if (!ok || !w.open(port) || !w.command("GROUP " + kGroup.toUtf8()).startsWith("211"))
-            return 1;
-        for (const Post* post : {&yenc, &uu})
-            for (qint64 n : post->articles)
-                if (w.article(QByteArray::number(n), &articles[n]) < 0) return 1;
-    }
     const quint16 memoryPort = memory.start();
-    // The list of subjects goes with the connection; the same rows serve.
-    QVector<ListRow> rows;
-    for (int r = 0; r < app.lstMessages.count(); ++r)
-        rows << app.lstMessages.row(r);
-    cmdDisconnect(app);
     app.CurrentServer = QStringLiteral("127.0.0.1:%1").arg(memoryPort);
+    app.CurrentGroup = kGroup;
     cmdConnect(app, false);
     if (memoryPort == 0 || !app.IsConnected) {
         std::fprintf(stderr, "memory server: %s\n", qPrintable(app.statbar[2]));
         return 1;
     }
+    // The list of subjects goes with the connection; the same rows serve.
     app.lstMessages.appendRows(rows);
     ok = runPost(app, memoryPort, yenc, "_memory", rounds) &&
          runPost(app, memoryPort, uu, "_memory", rounds);
