@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -204,10 +205,16 @@ bool OutputSink::open(const QString& path) {
 // Writing into blocks set aside beforehand spares the file system its
 // per-block bookkeeping on every write, about a third of the writer's time.
 // The size stays as it is (KEEP_SIZE); a file system without the call, or
-// without the room, simply goes without.
+// without the room, simply goes without. The size may come from a post, so
+// it may be anything: no more than half of the free room is ever set aside,
+// and only once.
 void OutputSink::preallocate(qint64 bytes) {
-    if (failed() || bytes < qint64(capacity_)) return;
+    if (failed() || preallocated_ || bytes < qint64(capacity_)) return;
 #ifdef __linux__
+    struct statvfs fs {};
+    if (::fstatvfs(file_.handle(), &fs) != 0 || fs.f_frsize == 0 ||
+        bytes / qint64(fs.f_frsize) > qint64(fs.f_bavail / 2))
+        return;
     preallocated_ = ::fallocate(file_.handle(), FALLOC_FL_KEEP_SIZE, 0, off_t(bytes)) == 0;
 #endif
 }

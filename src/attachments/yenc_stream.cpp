@@ -113,6 +113,9 @@ DecodeResult YencAssembly::beginPart(const YencKeywords& k) {
                 DecodeResult::SizeMismatch,
                 QStringLiteral("parts give file sizes %1 and %2").arg(*fileSize_).arg(*k.size));
         fileSize_ = *k.size;
+        // The file's size is known from its first part on: room for all of
+        // it at once makes each block's write cheaper.
+        sink_.preallocate(*k.size);
     }
     if (k.total && !total_) total_ = *k.total;
     if (outcome_.name.isEmpty()) outcome_.name = QByteArray::fromStdString(k.name);

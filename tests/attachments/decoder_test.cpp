@@ -734,6 +734,29 @@ TEST_F(DecoderTest, FedRunDecodesPartsAsTheyComeAndReportsOnlyAtTheEnd) {
     }
 }
 
+// A fed yEnc run sets aside room for the size its first part's header
+// gives, and gives back what the file did not fill: a post cut short after
+// its first part leaves a file of that part's size, on no more disk than it.
+TEST_F(DecoderTest, FedYencRunGivesBackTheRoomTheHeaderPromised) {
+    const QByteArray data = randomBytes(4000000, 25);
+    const QList<QByteArray> parts = yencEncodeParts(data, {1000000, 3000000}, "g.bin");
+    Decoder d;
+    QSignalSpy ended(&d, &Decoder::end);
+    d.setTargetPath(path("out/g.bin"));
+    d.setEncoding("x-uuencode");
+    d.setKeepDamaged(true);
+    ASSERT_TRUE(d.startFeed(std::make_shared<PartFeed>()));
+    QByteArray first = parts[0] + "\r\n";
+    d.feed()->push(std::move(first));
+    d.endFeed(false);
+    ASSERT_TRUE(ended.wait(60000));
+    EXPECT_EQ(d.lastOutcome().result, DecodeResult::Incomplete);
+    struct stat st {};
+    ASSERT_EQ(::stat(QFile::encodeName(path("out/g.bin")).constData(), &st), 0);
+    EXPECT_EQ(st.st_size, 1000000);
+    EXPECT_LT(qint64(st.st_blocks) * 512, 1000000 + 65536);
+}
+
 // The decoder reads the parts where they lie: a view stays good until its
 // next call, which counts it as read and hands a drained part back for
 // reuse; a feed given up meanwhile keeps the part the view is into.
