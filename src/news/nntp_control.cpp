@@ -232,8 +232,12 @@ void NntpControl::onReadyRead() {
     reading_ = true;
     const quint64 epoch = epoch_;
     while (epoch == epoch_ && socket_ && socket_->bytesAvailable() > 0) {
-        if (!readBuffer_.isDetached()) readBuffer_ = QByteArray(); // kept by a receiver
-        readBuffer_.resize(qsizetype(std::min(socket_->bytesAvailable(), kReadBlockBytes)));
+        const qsizetype want = qsizetype(std::min(socket_->bytesAvailable(), kReadBlockBytes));
+        // A buffer still kept by a receiver, or too small, is replaced, not
+        // grown: growing would copy the last block's bytes for nothing.
+        if (!readBuffer_.isDetached() || readBuffer_.capacity() < want)
+            readBuffer_ = QByteArray(want, Qt::Uninitialized);
+        readBuffer_.resize(want);
         const qint64 n = socket_->read(readBuffer_.data(), readBuffer_.size());
         if (n <= 0) break;
         readBuffer_.resize(qsizetype(n));

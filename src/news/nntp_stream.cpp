@@ -36,23 +36,48 @@ qsizetype findDotAfterLf(const char* p, qsizetype from, qsizetype n) {
 
 } // namespace
 
+QByteArray sharedPart(const QByteArray& whole, qsizetype from, qsizetype n) {
+    if (n <= 0) return QByteArray();
+    QByteArray part = whole;
+    QByteArray::DataPointer& d = part.data_ptr();
+    d.ptr += from;
+    d.size = n;
+    return part;
+}
+
 NntpBodyDecoder::Result NntpBodyDecoder::feed(const QByteArray& block, qsizetype from) {
     Result result;
     const char* const p = block.constData();
     const qsizetype n = block.size();
     qsizetype i = from;
-    qsizetype spanStart = from; // start of payload not yet copied to out
+    // The payload taken so far is block[from, firstEnd) while only one span
+    // was cut off (a terminator, or one stuffed dot), which is handed on
+    // without a copy; from a second span on it is gathered in out. Bytes from
+    // spanStart on are not taken yet.
+    qsizetype spanStart = from;
+    qsizetype firstEnd = -1;
     QByteArray out;
-    bool copied = false; // out is the payload; otherwise block[from, n) is
+    bool copied = false;
 
-    // Everything before a dropped byte goes to out; what follows starts a new span.
-    auto cut = [&](qsizetype end) {
+    auto gather = [&] {
+        if (copied) return;
         // The payload is never longer than the block: room for it at once,
         // rather than a copy at every doubling.
-        if (!copied) out.reserve(n - from + 1);
-        if (end > spanStart) out.append(p + spanStart, end - spanStart);
+        out.reserve(n - from + 1);
+        if (firstEnd > from) out.append(p + from, firstEnd - from);
         copied = true;
     };
+    // Everything before a dropped byte is taken; what follows starts a new span.
+    auto cut = [&](qsizetype end) {
+        if (!copied && firstEnd < 0) {
+            firstEnd = end; // spanStart is still from
+            return;
+        }
+        if (end == spanStart) return;
+        gather();
+        out.append(p + spanStart, end - spanStart);
+    };
+    auto taken = [&] { return copied ? out : sharedPart(block, from, firstEnd - from); };
 
     while (i < n && !result.finished) {
         switch (state_) {
@@ -94,6 +119,7 @@ NntpBodyDecoder::Result NntpBodyDecoder::feed(const QByteArray& block, qsizetype
                 state_ = State::LineStart;
             } else if (lfOnly_) {
                 cut(at);
+                gather();
                 out.append('\r');
                 spanStart = at;
                 state_ = State::LineStart;
@@ -118,8 +144,8 @@ NntpBodyDecoder::Result NntpBodyDecoder::feed(const QByteArray& block, qsizetype
                 result.finished = true;
             } else {
                 // ".\r" followed by something else was a line "\r...": keep the CR.
+                gather();
                 out.append('\r');
-                copied = true;
                 spanStart = i;
                 state_ = State::InLine;
             }
@@ -131,14 +157,14 @@ NntpBodyDecoder::Result NntpBodyDecoder::feed(const QByteArray& block, qsizetype
     if (i > from) lastWasCr_ = p[i - 1] == '\r';
     if (result.finished) {
         state_ = State::LineStart;
-        result.data = out; // everything before the terminator was cut already
+        result.data = taken(); // everything before the terminator was cut already
     } else if (state_ == State::Dot || state_ == State::DotCr) {
-        result.data = out; // the held "." or ".\r" is decided by the next block
-    } else if (!copied && from == 0) {
-        result.data = block;
+        result.data = taken(); // the held "." or ".\r" is decided by the next block
+    } else if (!copied && firstEnd < 0) {
+        result.data = from == 0 ? block : sharedPart(block, from, n - from);
     } else {
         cut(n);
-        result.data = out;
+        result.data = taken();
     }
     return result;
 }

@@ -16,6 +16,12 @@ inline int nntpReplyCode(const QByteArray& line) {
     return (line[0] - '0') * 100 + (line[1] - '0') * 10 + (line[2] - '0');
 }
 
+// Bytes [from, from + n) of whole as an array of their own that shares
+// whole's storage instead of copying it, as whole itself does when copied.
+// Unlike most arrays it is not followed by a '\0' unless whole ends there;
+// like any shared array it is copied once either side writes to it.
+QByteArray sharedPart(const QByteArray& whole, qsizetype from, qsizetype n);
+
 // Undoes the dot-stuffing of a multi-line NNTP reply while it streams in, and
 // finds its terminating "." line. Blocks may be cut anywhere: a stuffed ".."
 // or the terminator split over two blocks is recognised all the same.
@@ -25,9 +31,9 @@ inline int nntpReplyCode(const QByteArray& line) {
 // LF mode, where every LF ends a line and comes out as CR LF, so that what
 // follows sees one form only.
 //
-// Runs in one pass over the bytes. A block without a stuffed line and without
-// the terminator comes back as the very same (shared) QByteArray, so the
-// common case costs no copy at all.
+// Runs in one pass over the bytes. A block without a stuffed line comes
+// back as the very same (shared) QByteArray, or a part of it before or after
+// the terminator, so the common case costs no copy at all.
 class NntpBodyDecoder {
 public:
     struct Result {

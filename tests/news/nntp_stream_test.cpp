@@ -12,14 +12,16 @@ struct Decoded {
     qsizetype endOffset = -1;
 };
 
-Decoded decodePieces(const QList<QByteArray>& pieces, bool lfOnly = false) {
+// Each piece is fed from `lead` on, behind bytes that are not the body's
+// (a status line before it in the same block).
+Decoded decodePieces(const QList<QByteArray>& pieces, bool lfOnly = false, qsizetype lead = 0) {
     NntpBodyDecoder decoder;
     decoder.reset(lfOnly);
     Decoded result;
     qsizetype offset = 0;
     for (const QByteArray& piece : pieces) {
         if (result.endOffset >= 0) break;
-        const NntpBodyDecoder::Result r = decoder.feed(piece);
+        const NntpBodyDecoder::Result r = decoder.feed(QByteArray(lead, '.') + piece, lead);
         result.data += r.data;
         if (r.finished) result.endOffset = offset + r.consumed;
         offset += piece.size();
@@ -45,19 +47,24 @@ TEST(NntpBodyDecoder, EverySplitIntoThreePiecesGivesTheSamePayload) {
             lfOnly ? QByteArray(kStuffed).replace("\r\n", "\n") : loneLf + kStuffed;
         const QByteArray unstuffed = lfOnly ? kUnstuffed : loneLf + kUnstuffed;
         const qsizetype terminatorEnd = stuffed.indexOf("211 next reply");
-        for (qsizetype a = 0; a <= stuffed.size(); ++a) {
-            for (qsizetype b = a; b <= stuffed.size(); ++b) {
-                const Decoded d =
-                    decodePieces({stuffed.left(a), stuffed.mid(a, b - a), stuffed.mid(b)}, lfOnly);
-                ASSERT_EQ(d.data, unstuffed) << "split at " << a << " and " << b;
-                ASSERT_EQ(d.endOffset, terminatorEnd) << "split at " << a << " and " << b;
+        for (qsizetype lead : {0, 3}) {
+            for (qsizetype a = 0; a <= stuffed.size(); ++a) {
+                for (qsizetype b = a; b <= stuffed.size(); ++b) {
+                    const Decoded d = decodePieces(
+                        {stuffed.left(a), stuffed.mid(a, b - a), stuffed.mid(b)}, lfOnly, lead);
+                    ASSERT_EQ(d.data, unstuffed) << "split at " << a << " and " << b;
+                    ASSERT_EQ(d.endOffset, terminatorEnd) << "split at " << a << " and " << b;
+                }
             }
         }
     }
 }
 
-// A block without dots is handed on without a copy; after a terminator the
-// decoder is ready for the next body, and reset forgets a held ".\r".
+// A block without dots is handed on without a copy, and so are the body
+// before a terminator and one that starts behind a status line; such a
+// part outlives its block and is copied once written to. After a
+// terminator the decoder is ready for the next body, and reset forgets a
+// held ".\r".
 TEST(NntpBodyDecoder, PlainBlocksPassUncopiedAndResetStartsANewBody) {
     NntpBodyDecoder decoder;
     const QByteArray block = QByteArray("1 subject\r\n").repeated(1000) + "2 half a li";
@@ -65,6 +72,25 @@ TEST(NntpBodyDecoder, PlainBlocksPassUncopiedAndResetStartsANewBody) {
     EXPECT_FALSE(r.finished);
     EXPECT_EQ(r.consumed, block.size());
     EXPECT_EQ(r.data.constData(), block.constData());
+    decoder.reset();
+
+    QByteArray two = "first body\r\n.\r\n220 1 <a@b>\r\nsecond body\r\n";
+    r = decoder.feed(two);
+    EXPECT_TRUE(r.finished);
+    QByteArray first = r.data;
+    EXPECT_EQ(first.constData(), two.constData());
+    const qsizetype second = two.indexOf("second");
+    r = decoder.feed(two, second);
+    EXPECT_EQ(r.data.constData(), two.constData() + second);
+    QByteArray rest = r.data;
+    two.fill('x'); // the block's own storage is copied first
+    EXPECT_EQ(first, QByteArray("first body\r\n"));
+    EXPECT_EQ(rest, QByteArray("second body\r\n"));
+    two = QByteArray();
+    first[0] = 'F'; // the last holder writes where it is
+    rest.append("more", 4);
+    EXPECT_EQ(first + rest, QByteArray("First body\r\nsecond body\r\nmore"));
+    decoder.reset();
 
     EXPECT_TRUE(decoder.feed("ne\r\n.\r\n").finished);
     EXPECT_FALSE(decoder.feed("abc\r\n.\r").finished);
