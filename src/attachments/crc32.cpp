@@ -1,5 +1,5 @@
 #include "attachments/crc32.h"
-#include "attachments/vector_level.h"
+#include "support/vector_level.h"
 
 #include <zlib.h>
 

@@ -1,5 +1,5 @@
 #include "attachments/uu_base64.h"
-#include "attachments/vector_level.h"
+#include "support/vector_level.h"
 
 #include <algorithm>
 #include <array>

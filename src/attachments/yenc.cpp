@@ -1,5 +1,5 @@
 #include "attachments/yenc.h"
-#include "attachments/vector_level.h"
+#include "support/vector_level.h"
 
 #if defined(__x86_64__) || defined(__i386__)
 #include <immintrin.h>

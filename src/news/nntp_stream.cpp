@@ -1,20 +1,36 @@
 #include "news/nntp_stream.h"
+#include "support/vector_level.h"
 
 #include <cstring>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#define ZANDERFELL_X86 1
 #endif
 
 namespace {
 
 // The first q in [from, n) where p[q] is '.' and p[q - 1] is '\n', or n.
-// from is at least 1. Sixteen places a step: an article has a dot in about
+// from is at least 1. Many places a step: an article has a dot in about
 // every other line and a group list several in every line, so looking at
-// each dot on its own costs more than looking at every byte this way.
-qsizetype findDotAfterLf(const char* p, qsizetype from, qsizetype n) {
-    qsizetype q = from;
-#if defined(__SSE2__)
+// each dot on its own costs more than looking at every byte this way. The
+// line feeds are only looked at where a dot is.
+using DotSearch = qsizetype (*)(const char* p, qsizetype from, qsizetype n);
+
+qsizetype findDotAfterLfPlain(const char* p, qsizetype q, qsizetype n) {
+    for (; q < n; ++q) {
+        const void* d = std::memchr(p + q, '.', size_t(n - q));
+        if (!d) return n;
+        q = static_cast<const char*>(d) - p;
+        if (p[q - 1] == '\n') return q;
+    }
+    return n;
+}
+
+#if ZANDERFELL_X86
+
+__attribute__((target("sse2"))) qsizetype findDotAfterLfSse2(const char* p, qsizetype q,
+                                                             qsizetype n) {
     const __m128i dot = _mm_set1_epi8('.');
     const __m128i lf = _mm_set1_epi8('\n');
     for (; q + 16 <= n; q += 16) {
@@ -24,14 +40,57 @@ qsizetype findDotAfterLf(const char* p, qsizetype from, qsizetype n) {
             _mm_movemask_epi8(_mm_and_si128(_mm_cmpeq_epi8(here, dot), _mm_cmpeq_epi8(before, lf)));
         if (mask != 0) return q + __builtin_ctz(unsigned(mask));
     }
-#endif
-    for (; q < n; ++q) {
-        const void* d = std::memchr(p + q, '.', size_t(n - q));
-        if (!d) return n;
-        q = static_cast<const char*>(d) - p;
-        if (p[q - 1] == '\n') return q;
+    return findDotAfterLfPlain(p, q, n);
+}
+
+__attribute__((target("avx2"))) qsizetype findDotAfterLfAvx2(const char* p, qsizetype q,
+                                                             qsizetype n) {
+    const __m256i dot = _mm256_set1_epi8('.');
+    const __m256i lf = _mm256_set1_epi8('\n');
+    for (; q + 32 <= n; q += 32) {
+        const __m256i here = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + q));
+        const unsigned dots = unsigned(_mm256_movemask_epi8(_mm256_cmpeq_epi8(here, dot)));
+        if (dots == 0) continue;
+        const __m256i before = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + q - 1));
+        const unsigned hits = dots & unsigned(_mm256_movemask_epi8(_mm256_cmpeq_epi8(before, lf)));
+        if (hits != 0) return q + __builtin_ctz(hits);
     }
-    return n;
+    return findDotAfterLfSse2(p, q, n);
+}
+
+__attribute__((target("avx512f,avx512bw"))) qsizetype
+findDotAfterLfAvx512(const char* p, qsizetype q, qsizetype n) {
+    const __m512i dot = _mm512_set1_epi8('.');
+    const __m512i lf = _mm512_set1_epi8('\n');
+    for (; q + 64 <= n; q += 64) {
+        const __mmask64 dots = _mm512_cmpeq_epi8_mask(_mm512_loadu_si512(p + q), dot);
+        if (dots == 0) continue;
+        const __mmask64 hits = _mm512_mask_cmpeq_epi8_mask(dots, _mm512_loadu_si512(p + q - 1), lf);
+        if (hits != 0) return q + qsizetype(__builtin_ctzll(hits));
+    }
+    return findDotAfterLfSse2(p, q, n);
+}
+
+const bool kHaveAvx2 = [] {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2");
+}();
+
+const bool kHaveAvx512 = [] {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw");
+}();
+
+#endif
+
+DotSearch dotSearch() {
+#if ZANDERFELL_X86
+    const VectorLevel level = vectorLevel();
+    if (kHaveAvx512 && level >= VectorLevel::Avx512) return findDotAfterLfAvx512;
+    if (kHaveAvx2 && level >= VectorLevel::Avx2) return findDotAfterLfAvx2;
+    if (level >= VectorLevel::Avx2) return findDotAfterLfSse2;
+#endif
+    return findDotAfterLfPlain;
 }
 
 } // namespace
@@ -47,6 +106,7 @@ QByteArray sharedPart(const QByteArray& whole, qsizetype from, qsizetype n) {
 
 NntpBodyDecoder::Result NntpBodyDecoder::feed(const QByteArray& block, qsizetype from) {
     Result result;
+    const DotSearch findDotAfterLf = dotSearch();
     const char* const p = block.constData();
     const qsizetype n = block.size();
     qsizetype i = from;

@@ -2,9 +2,9 @@
 #include "attachments/decoder.h"
 #include "attachments/part_feed.h"
 #include "attachments/uu_base64.h"
-#include "attachments/vector_level.h"
 #include "attachments/yenc.h"
 #include "fixtures/encoders.h"
+#include "support/vector_level.h"
 #include "test_data.h"
 
 #include <QCoreApplication>

@@ -1,4 +1,5 @@
 #include "news/nntp_stream.h"
+#include "support/vector_level.h"
 
 #include <gtest/gtest.h>
 
@@ -98,6 +99,26 @@ TEST(NntpBodyDecoder, PlainBlocksPassUncopiedAndResetStartsANewBody) {
     r = decoder.feed("\nline\r\n.\r\n");
     EXPECT_TRUE(r.finished);
     EXPECT_EQ(r.data, QByteArray("\nline\r\n"));
+}
+
+// The search for a dot at a line's start looks at many bytes a step: a
+// stuffed dot and the terminator are found at every position across the
+// steps' edges, and a dot behind a bare LF is kept, at every vector level
+// (a level the processor lacks runs a narrower one).
+TEST(NntpBodyDecoder, DotsAreFoundAtEveryPositionAtEveryVectorLevel) {
+    const QByteArray filler = QByteArray("ab\n.c.").repeated(40);
+    for (VectorLevel level : {VectorLevel::Plain, VectorLevel::Avx2, VectorLevel::Avx512}) {
+        const VectorLevel before = limitVectorLevel(level);
+        for (int at = 0; at < 140; ++at) {
+            const QByteArray first = filler.left(at), second = filler.left(at * 7 % 130);
+            const QByteArray wire = first + "\r\n..stuffed\r\n" + second + "\r\n.\r\nnext";
+            const Decoded d = decodePieces({wire});
+            EXPECT_EQ(d.data, first + "\r\n.stuffed\r\n" + second + "\r\n")
+                << "level " << int(level) << " at " << at;
+            EXPECT_EQ(d.endOffset, wire.size() - 4) << "level " << int(level) << " at " << at;
+        }
+        limitVectorLevel(before);
+    }
 }
 
 TEST(NntpOverviewPicker, PicksTheAskedFieldAsNumberBlankValueFromWholeLines) {

@@ -2,9 +2,9 @@
 
 #include <atomic>
 
-// How wide the decoders' vector paths may go. Each path also needs its
-// instructions on the processor; the limit lets the tests run every path
-// this machine has, narrower ones included, against the plain code.
+// How wide the vector paths (the decoders, the body scan) may go. Each path
+// also needs its instructions on the processor; the limit lets the tests run
+// every path this machine has, narrower ones included, against the plain code.
 enum class VectorLevel { Plain, Avx2, Avx512 };
 
 inline std::atomic<VectorLevel> vectorLevelLimit{VectorLevel::Avx512};
