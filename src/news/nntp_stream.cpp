@@ -13,8 +13,10 @@ namespace {
 // The first q in [from, n) where p[q] is '.' and p[q - 1] is '\n', or n.
 // from is at least 1. Many places a step: an article has a dot in about
 // every other line and a group list several in every line, so looking at
-// each dot on its own costs more than looking at every byte this way. The
-// line feeds are only looked at where a dot is.
+// each dot on its own costs more than looking at every byte this way. Each
+// step compares both and branches once: a branch on "a dot in these 64
+// bytes" alone is taken too unpredictably (one step in five in yEnc data)
+// and made the search three times slower.
 using DotSearch = qsizetype (*)(const char* p, qsizetype from, qsizetype n);
 
 qsizetype findDotAfterLfPlain(const char* p, qsizetype q, qsizetype n) {
@@ -50,7 +52,6 @@ __attribute__((target("avx2"))) qsizetype findDotAfterLfAvx2(const char* p, qsiz
     for (; q + 32 <= n; q += 32) {
         const __m256i here = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + q));
         const unsigned dots = unsigned(_mm256_movemask_epi8(_mm256_cmpeq_epi8(here, dot)));
-        if (dots == 0) continue;
         const __m256i before = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + q - 1));
         const unsigned hits = dots & unsigned(_mm256_movemask_epi8(_mm256_cmpeq_epi8(before, lf)));
         if (hits != 0) return q + __builtin_ctz(hits);
@@ -64,7 +65,6 @@ findDotAfterLfAvx512(const char* p, qsizetype q, qsizetype n) {
     const __m512i lf = _mm512_set1_epi8('\n');
     for (; q + 64 <= n; q += 64) {
         const __mmask64 dots = _mm512_cmpeq_epi8_mask(_mm512_loadu_si512(p + q), dot);
-        if (dots == 0) continue;
         const __mmask64 hits = _mm512_mask_cmpeq_epi8_mask(dots, _mm512_loadu_si512(p + q - 1), lf);
         if (hits != 0) return q + qsizetype(__builtin_ctzll(hits));
     }
