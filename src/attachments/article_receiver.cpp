@@ -157,8 +157,12 @@ void streamBlock(App& app, const QByteArray& block) {
     }
     feed->push(QByteArray(block));
     // A decoder that falls behind (a slow disk) holds the download up
-    // rather than letting what the feed holds grow.
-    while (!feed->waitHeldAtMost(kStreamHeldBytes, 20) && !app.StopRequested && !app.ending)
+    // rather than letting what the feed holds grow. Once held up, the
+    // download goes on when the decoder has read half of the bound: it then
+    // wakes once per half, not once per block, and the decoder has the other
+    // half to read meanwhile.
+    if (feed->held() <= kStreamHeldBytes) return;
+    while (!feed->waitHeldAtMost(kStreamHeldBytes / 2, 20) && !app.StopRequested && !app.ending)
         LetEventsRun(app);
 }
 

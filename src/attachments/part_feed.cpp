@@ -38,8 +38,17 @@ qint64 PartFeed::held() const {
 
 bool PartFeed::waitHeldAtMost(qint64 bytes, int ms) {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::milliseconds(ms),
-                             [&] { return held_ <= bytes || readerDone_; });
+    roomWaiting_ = true;
+    roomAt_ = bytes;
+    const bool reached = room_.wait_for(lock, std::chrono::milliseconds(ms),
+                                        [&] { return held_ <= bytes || readerDone_; });
+    roomWaiting_ = false;
+    return reached;
+}
+
+// Under the lock: held_ changed or the reader stopped.
+void PartFeed::wakeWaiter() {
+    if (roomWaiting_ && (held_ <= roomAt_ || readerDone_)) room_.notify_all();
 }
 
 void PartFeed::finish() {
@@ -67,6 +76,7 @@ void PartFeed::dropParts() {
     }
     held_ = 0;
     changed_.notify_all();
+    room_.notify_all();
 }
 
 void PartFeed::abandon() {
@@ -93,7 +103,7 @@ void PartFeed::releaseLent() {
         parts_.pop_front();
         offset_ = 0;
     }
-    changed_.notify_all();
+    wakeWaiter();
 }
 
 std::string_view PartFeed::borrow(qint64 maxSize) {

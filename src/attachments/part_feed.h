@@ -25,7 +25,8 @@ public:
     // Bytes handed over and not yet read.
     qint64 held() const;
     // Waits at most `ms` for held() to fall to `bytes` or below, or for the
-    // reader to stop; true when it has.
+    // reader to stop; true when it has. The reader wakes the waiter only then,
+    // not at every read.
     bool waitHeldAtMost(qint64 bytes, int ms);
     void finish();
     void abandon();
@@ -48,7 +49,11 @@ protected:
 
 private:
     mutable std::mutex mutex_;
-    std::condition_variable changed_;
+    std::condition_variable changed_; // for the reader: parts came, or the end
+    std::condition_variable room_;    // for the download: held_ fell to roomAt_
+    bool roomWaiting_ = false;
+    qint64 roomAt_ = 0;
+    void wakeWaiter();
     void releaseLent();
     void dropParts();
 
