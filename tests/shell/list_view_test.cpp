@@ -45,23 +45,6 @@ TEST(ListView, ARowOfADragSourceIsDraggedWithEitherButton) {
     }
 }
 
-// Ctrl+A is the logic's on a list that says so: the view alone selects nothing.
-TEST(ListView, SelectAllByLogicLeavesCtrlAToTheKeyHandler) {
-    ListModel list;
-    for (const char* row : {"a", "b", "c"})
-        list.addItem(row);
-    ListView view(&list);
-    view.setSelectAllByLogic(true);
-    view.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&view));
-    QSignalSpy keys(&view, &ListView::keyDown);
-    QTest::keyClick(&view, Qt::Key_A, Qt::ControlModifier);
-    QApplication::processEvents();
-    ASSERT_FALSE(keys.isEmpty());
-    EXPECT_EQ(keys.last().at(0).toInt(), int(Qt::Key_A)) << "the handler hears it";
-    EXPECT_EQ(list.selCount(), 0);
-}
-
 // The save chooser leaves the "overwrite?" question to the program, which
 // asks its own where it matters.
 TEST(DialogPrompter, TheSaveChooserDoesNotAskAboutOverwritingItself) {
