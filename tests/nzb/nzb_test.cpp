@@ -14,11 +14,8 @@
 #include "nzb/nzb_save.h"
 #include "setup/setup_options.h"
 
-#include <QAction>
 #include <QApplication>
 #include <QDir>
-#include <QDragEnterEvent>
-#include <QMimeData>
 #include <QProcess>
 #include <QSignalSpy>
 
@@ -342,38 +339,6 @@ TEST(NzbScripted, ASegmentCutOffByADroppedConnectionIsFetchedAgainWhole) {
     EXPECT_EQ(t.readFile("download/cut.bin"), data);
     EXPECT_EQ(server.errors(), QStringList());
     EXPECT_EQ(server.connectionCount(), 2);
-}
-
-// The ways in: the menu item, a file dropped on the window (and so the
-// command line, which takes the same way). An unreadable NZB says why.
-TEST(NzbWindow, MenuItemAndDropOpenAnNzbFile) {
-    TestApp t;
-    const auto window = t.openWindow();
-    ASSERT_TRUE(t.writeFile("bad.nzb", "<nzb><file subject=\"s\"><script/></file></nzb>"));
-    const QString why =
-        "Can't read the NZB file bad.nzb: unknown element <script> in <file> (line 1)";
-
-    t.prompter.answerFileName(t.path("bad.nzb"));
-    window->action("menuOpenNzb")->trigger();
-    EXPECT_EQ(t.prompter.messages(), QStringList{why});
-
-    t.prompter.clearShown();
-    QMimeData files;
-    files.setUrls({QUrl::fromLocalFile(t.path("bad.nzb")), QUrl::fromLocalFile(t.path("x.txt"))});
-    QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(window.get(), &enter);
-    EXPECT_TRUE(enter.isAccepted());
-    QDropEvent drop(QPointF(5, 5), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(window.get(), &drop);
-    EXPECT_EQ(t.prompter.messages(), QStringList()) << "the drop returns first";
-    QCoreApplication::processEvents();
-    EXPECT_EQ(t.prompter.messages(), QStringList{why});
-
-    QMimeData text;
-    text.setUrls({QUrl::fromLocalFile(t.path("x.txt"))});
-    QDragEnterEvent other(QPoint(5, 5), Qt::CopyAction, &text, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(window.get(), &other);
-    EXPECT_FALSE(other.isAccepted());
 }
 
 // What is wrong with each hostile or broken file, as the message says it.
