@@ -1,23 +1,12 @@
-// Find in the main window's lists, frmFind, the quick help and the about window.
+// Find in the main window's lists and frmFind.
 #include "fixtures/test_app.h"
-#include "shell/gating.h"
-#include "shell/list_view_widget.h"
-#include "support/about_window.h"
-#include "support/app_icon.h"
 #include "support/find.h"
 #include "support/find_dialog.h"
-#include "support/quick_help_window.h"
 
-#include <QAction>
 #include <QApplication>
-#include <QGroupBox>
-#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QTabBar>
-#include <QTabWidget>
 #include <QTest>
-#include <QTimer>
 
 namespace {
 
@@ -98,7 +87,6 @@ TEST(Find, FindWindowKeepsEveryKeystrokeAndTurnsOkIntoNextUntilNothingIsFound) {
     dlg.show();
     QApplication::setActiveWindow(&dlg);
     ASSERT_TRUE(QTest::qWaitForWindowActive(&dlg));
-    EXPECT_EQ(dlg.windowTitle(), "Find!");
     QLineEdit* field = dlg.txtSearch();
     field->setFocus();
     EXPECT_EQ(field->selectedText(), "old");
@@ -120,90 +108,6 @@ TEST(Find, FindWindowKeepsEveryKeystrokeAndTurnsOkIntoNextUntilNothingIsFound) {
     QTest::keyClick(field, Qt::Key_Return);
     EXPECT_FALSE(dlg.isVisible());
     EXPECT_EQ(t.prompter.messages(), QStringList{"Not Found"});
-
-    dlg.show();
-    QApplication::setActiveWindow(&dlg);
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&dlg));
-    QTest::keyClick(field, Qt::Key_Escape);
-    EXPECT_FALSE(dlg.isVisible());
-    EXPECT_EQ(app.lstMessages.listIndex(), 2);
-}
-
-TEST_F(WindowTest, HelpAboutFindAndScheduleOpenFromTheirMenus) {
-    QAction* help = window->action("menuQuickHelp");
-    help->trigger();
-    auto* quick = window->findChild<QuickHelpWindow*>();
-    ASSERT_TRUE(quick && quick->isVisible());
-    EXPECT_FALSE(quick->isModal());
-    EXPECT_EQ(quick->windowTitle(), "Zanderfell! - Quick Help");
-    QTabWidget* tabs = quick->tabs();
-    QStringList captions;
-    for (int i = 0; i < tabs->count(); ++i)
-        captions << tabs->tabText(i);
-    EXPECT_EQ(captions,
-              (QStringList{"Connecting", "Group List", "Messages", "Downloading", "Advanced"}));
-    help->trigger();
-    EXPECT_EQ(window->findChildren<QuickHelpWindow*>().size(), 1);
-    // Esc from the tabs closes it; the window goes with its close.
-    QApplication::setActiveWindow(quick);
-    ASSERT_TRUE(QTest::qWaitForWindowActive(quick));
-    tabs->tabBar()->setFocus();
-    QTest::keyClick(tabs->tabBar(), Qt::Key_Escape);
-    EXPECT_FALSE(quick->isVisible());
-
-    window->action("menuAbout")->trigger();
-    auto* about = window->findChild<AboutWindow*>();
-    ASSERT_TRUE(about && about->isVisible());
-    EXPECT_FALSE(about->isModal());
-    EXPECT_EQ(about->windowTitle(), "About");
-    EXPECT_EQ(about->lblVersion()->text(), "Version 2.5 Build (2.5.69)");
-    EXPECT_EQ(about->findChild<QGroupBox*>()->title(), "Software Disclaimer");
-    // One icon for the about box, the window and the desktop entry's theme
-    // sizes, each of which must load at its own size.
-    const QIcon icon = AppIcon();
-    EXPECT_EQ(about->findChild<QLabel*>("picLogo")->pixmap().toImage(), icon.pixmap(72).toImage());
-    EXPECT_EQ(window->windowIcon().pixmap(48).toImage(), icon.pixmap(48).toImage());
-    for (int side : {16, 22, 24, 32, 48, 64, 128, 256}) {
-        const QPixmap p = icon.pixmap(QSize(side, side));
-        EXPECT_EQ(p.size(), QSize(side, side)) << side;
-        EXPECT_EQ(p.toImage().pixelColor(side / 2, side / 10), QColor(0, 128, 128)) << side;
-    }
-    const QSize size = about->size();
-    about->resize(size * 2);
-    EXPECT_EQ(about->size(), size);
-    QPushButton* ok = about->findChild<QPushButton*>("cmdOK");
-    EXPECT_EQ(ok->text(), "&OK");
-    QTest::mouseClick(ok, Qt::LeftButton);
-    EXPECT_FALSE(about->isVisible());
-
-    // The two modal ones: seen from inside their own event loop, then left.
-    QStringList modal;
-    for (const char* item : {"menuFind", "menuAuto"}) {
-        QTimer::singleShot(0, window.get(), [&] {
-            if (QWidget* w = QApplication::activeModalWidget()) {
-                modal << w->objectName();
-                w->close();
-            }
-        });
-        window->action(item)->trigger();
-    }
-    EXPECT_EQ(modal, (QStringList{"frmFind", "frmAuto"}));
-}
-
-TEST_F(WindowTest, F3InTheMessageListFindsTheNextRow) {
-    MessagesOnOff(app, true);
-    GroupsOnOff(app, false);
-    fill(app.lstMessages, {"a.jpg", "b.txt", "c.jpg"});
-    app.LastFind = ".jpg";
-    ListView* list = window->view(app.lstMessages);
-    QApplication::setActiveWindow(window.get());
-    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
-    list->setFocus();
-    app.lstMessages.setListIndex(2);
-    QTest::keyClick(list, Qt::Key_F3);
-    EXPECT_EQ(app.lstMessages.listIndex(), 0);
-    QTest::keyClick(list, Qt::Key_F3);
-    EXPECT_EQ(app.lstMessages.listIndex(), 2);
 }
 
 } // namespace
