@@ -200,38 +200,6 @@ TEST_F(AutoDialogTest, ShowsTheScheduleAndOkStoresTimeHalfAndDaysInBoxOrder) {
     EXPECT_EQ(t.setting("AutoDownloadTime").toString(), "12:00");
 }
 
-TEST_F(AutoDialogTest, TimeFieldTakesDigitsToKAndEnterChecksTheTimeInsteadOfClosing) {
-    QLineEdit* field = dlg->txtTime();
-    field->setFocus();
-    field->clear();
-    QTest::keyClicks(field, "1a2:3/4 .5KL");
-    EXPECT_EQ(field->text(), "12:34.5K");
-    QTest::keyClick(field, Qt::Key_Backspace);
-    QTest::keyClick(field, Qt::Key_Home);
-    QTest::keyClick(field, Qt::Key_Delete);
-    EXPECT_EQ(field->text(), "2:34.5");
-
-    // Not a time: emptied, and the focus stays.
-    QTest::keyClick(field, Qt::Key_Return);
-    EXPECT_EQ(field->text(), "");
-    EXPECT_EQ(QApplication::focusWidget(), field);
-    QTest::keyClicks(field, "9:30");
-    QTest::keyClick(field, Qt::Key_Return);
-    EXPECT_EQ(field->text(), "9:30");
-    EXPECT_NE(QApplication::focusWidget(), field);
-    EXPECT_TRUE(dlg->isVisible());
-    EXPECT_EQ(app.AutoTime, "7:45") << "Enter is not OK";
-
-    // Cancel stores nothing.
-    QTest::mouseClick(button("cmdAll"), Qt::LeftButton);
-    QTest::mouseClick(button("cmdCancel"), Qt::LeftButton);
-    EXPECT_FALSE(dlg->isVisible());
-    EXPECT_EQ(app.AutoTime, "7:45");
-    EXPECT_EQ(app.AutoAMPM, 0);
-    EXPECT_EQ(app.AutoDays, "1000001");
-    EXPECT_FALSE(t.hasSetting("Days"));
-}
-
 // A scheduled minute comes while the user is connected: the run disconnects,
 // walks the favourites on the server and leaves their files in DestDir.
 class ScheduledDownload : public InnTest {};
