@@ -734,38 +734,4 @@ TEST_F(DecoderTest, FedRunDecodesPartsAsTheyComeAndReportsOnlyAtTheEnd) {
     }
 }
 
-// The decoder reads the parts where they lie: a view stays good until its
-// next call, which counts it as read and hands a drained part back for
-// reuse; a feed given up meanwhile keeps the part the view is into.
-TEST(PartFeedTest, BorrowedViewsAreReadInPlaceAndOutliveAnAbandon) {
-    PartFeed feed;
-    QByteArray first("first part\r\n"), second("second\r\n");
-    const char* const firstBytes = first.constData();
-    feed.push(std::move(first));
-    feed.push(std::move(second));
-    EXPECT_EQ(feed.held(), 20);
-    std::string_view v = feed.borrow(5);
-    EXPECT_EQ(v, "first");
-    EXPECT_EQ(v.data(), firstBytes); // no copy
-    EXPECT_EQ(feed.held(), 20);      // not read until the next call
-    v = feed.borrow(100);
-    EXPECT_EQ(v, " part\r\n");
-    EXPECT_EQ(feed.held(), 15);
-    EXPECT_TRUE(feed.takeSpare().isNull()); // still lent
-    v = feed.borrow(100);
-    EXPECT_EQ(v, "second\r\n");
-    EXPECT_EQ(feed.held(), 8);
-    QByteArray spare = feed.takeSpare();
-    EXPECT_EQ(spare.constData(), firstBytes);
-    EXPECT_TRUE(spare.isEmpty());
-
-    feed.abandon();
-    EXPECT_EQ(feed.held(), 0);
-    EXPECT_EQ(v, "second\r\n"); // the bytes are still there
-    EXPECT_TRUE(feed.borrow(100).empty());
-    QByteArray late("late");
-    feed.push(std::move(late));
-    EXPECT_EQ(feed.held(), 0);
-}
-
 } // namespace

@@ -416,41 +416,6 @@ TEST_F(Download, ModernPartCountersCollateOnlyWithTheOption) {
     EXPECT_EQ(file("two.bin"), two);
 }
 
-// The toolbar's "All" is F2 on the message list, "View" its right button.
-TEST_F(Download, AllAndViewButtonsActAsF2AndTheRightButtonOnTheMessageList) {
-    QMap<QString, QByteArray> sent;
-    unsigned seed = 40;
-    for (const char* name : {"first.bin", "second.bin"}) {
-        sent[name] = randomBytes(3000, seed++);
-        post(name, joined(uuencode(sent[name], name)));
-    }
-    sent["parts.bin"] = randomBytes(30000, seed);
-    postParts("\"parts.bin\" yEnc (%1/3)",
-              yencEncodeParts(sent["parts.bin"], {10000, 10000, 10000}, "parts.bin"));
-    t.setSetting("NNTPServer", inn.address());
-    t.setSetting("DestDir", app.DestDir);
-    const auto window = t.openWindow();
-    app.Timer1.start();
-    openGroup();
-    QList<int> viewed;
-    app.showViewer = [&](int row) { viewed << row; };
-
-    app.StopRequested = true; // every press clears it first
-    window->toolButton(9)->trigger();
-    EXPECT_EQ(app.statbar[1], "Finished Downloading");
-    for (const QString& name : sent.keys())
-        EXPECT_EQ(file(name), sent[name]) << name.toStdString();
-    EXPECT_EQ(listed().size(), 3);
-
-    // The viewer, once open, switches the download buttons off until it closes.
-    app.lstMessages.clearSelection();
-    app.lstMessages.setSelected(rowOf("second.bin"), true);
-    app.lstMessages.setListIndex(rowOf("second.bin"));
-    window->toolButton(10)->trigger();
-    EXPECT_EQ(viewed, QList<int>{rowOf("second.bin")});
-    EXPECT_FALSE(window->toolButton(9)->isEnabled());
-}
-
 // F2 over three favourites on two servers; the walk is stopped as the second
 // one's file arrives, then run again over the row that is left.
 TEST_F(Download, FavouritesWalkFetchesEveryCompletePostOnceAndAStopLeavesTheRowsNotDone) {

@@ -220,28 +220,4 @@ TEST_F(FavoritesInn, OneGroupOnTwoServersOpensOnEachAndAFailedListingRecovers) {
     EXPECT_FALSE(app.BatchRun);
 }
 
-TEST(FavoritesPosting, AServerWithoutPostingRightHidesPostAndMarksItsRow) {
-    TestApp t;
-    t.load();
-    t.app.Timer1.start();
-    ScriptedNntpServer server;
-    server.send("200 hello\r\n").expect("MODE READER").send("201 reader, no posting\r\n");
-    server.expect("LIST").send("215 list\r\nalt.x 3 1 y\r\n.\r\n").silence();
-    ASSERT_TRUE(server.listen());
-    App& app = t.app;
-    app.CurrentServer = server.address();
-    app.txtNNTPServ.addItem("????? ???    " + server.address());
-
-    cmdConnect(app, true);
-    ASSERT_TRUE(app.GroupsDone);
-    EXPECT_FALSE(app.menuPostVisible);
-    EXPECT_FALSE(app.toolbar[11].visible);
-    EXPECT_EQ(app.txtNNTPServ.text(0), "00001  NO    " + server.address());
-
-    // A disconnect shows Post again for the next server.
-    cmdDisconnect(app);
-    EXPECT_TRUE(app.menuPostVisible);
-    EXPECT_TRUE(app.toolbar[11].visible);
-}
-
 } // namespace

@@ -187,21 +187,4 @@ TEST_F(Scans, TextWithoutSeparatorsIsHeldOnlyUpToABound) {
     EXPECT_EQ(texts(app.lstHTTP), QStringList{"fresh.example"});
 }
 
-// The list opens an address only while it shows Web addresses.
-TEST_F(Scans, DoubleClickOpensWebRowsOnly) {
-    app.lstHTTP.addItem("someone@example.com");
-    app.lstHTTP.setSelected(0, true);
-    app.lstHTTP.setListIndex(0);
-    app.frame(Frame::HTTP).title = "Email Addresses (1)";
-    lstHTTP_DblClick(app);
-    EXPECT_TRUE(t.openedUrls.isEmpty());
-    app.lstHTTP.clear();
-    SaveHTTPs(app, "1 http://site.example/");
-    app.lstHTTP.setSelected(0, true);
-    app.lstHTTP.setListIndex(0);
-    lstHTTP_DblClick(app);
-    ASSERT_EQ(t.openedUrls.size(), 1);
-    EXPECT_EQ(t.openedUrls.first().toString(), "http://site.example/");
-}
-
 } // namespace

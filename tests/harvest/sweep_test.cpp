@@ -186,20 +186,4 @@ TEST_F(Sweep, ServersOfFavouritesOnTwoServersAndAStopKeepsTheRestSelected) {
     EXPECT_EQ(app.SweepScope, -1);
 }
 
-// Refusals: each leaves the lists on and no sweep running.
-TEST_F(Sweep, RefusalsLeaveNothingRunning) {
-    menuWebC_Click(app);
-    EXPECT_EQ(lastMessage(), "Must be connected to use this function");
-    cmdConnect(app, false);
-    ASSERT_TRUE(app.IsConnected);
-    menuWebF_Click(app);
-    EXPECT_EQ(lastMessage(), "Please Disconnect First");
-    app.lstMessages.setVisible(false);
-    menuWebM_Click(app);
-    EXPECT_EQ(lastMessage(), "Must be in Messages listing to use this function");
-    EXPECT_TRUE(app.lstFavorites.enabled() && app.lstMessages.enabled() && app.lstGroups.enabled());
-    EXPECT_EQ(app.SweepScope, -1);
-    EXPECT_FALSE(app.BatchRun || app.Busy);
-}
-
 } // namespace
