@@ -84,7 +84,6 @@ TEST_F(ServerList, NewAddsTheAddressAsTypedUnlessItIsThereOrEmpty) {
               (QStringList{"00012  OK    news.example.org", "????? ???    NEWS.example.org"}));
     EXPECT_EQ(app.CurrentServer, "NEWS.example.org");
     EXPECT_EQ(fileRows(), texts(list));
-    EXPECT_EQ(app.frame(Frame::NNTP).title, "NNTP Servers (2)");
 }
 
 TEST_F(ServerList, DeleteRemovesSelectedRowsSavesAndDropsOnlyTheCurrentServersCache) {
