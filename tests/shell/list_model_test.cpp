@@ -17,6 +17,19 @@ ListRow row(const QString& text, const QString& tag = QString(), qint64 number =
     return {text, tag, number, -1, false};
 }
 
+QByteArray contents(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("(unreadable)");
+}
+
+// Line by line, so that a difference names its row.
+void expectSameLines(const QByteArray& got, const QByteArray& want) {
+    const QList<QByteArray> g = got.split('\n'), w = want.split('\n');
+    ASSERT_EQ(g.size(), w.size());
+    for (qsizetype i = 0; i < w.size(); ++i)
+        EXPECT_EQ(g[i], w[i]) << "row " << i;
+}
+
 TEST(ListModel, StaysConsistentWhileRowsAreAddedRemovedSortedAndLoaded) {
     QTemporaryDir dir;
     ListModel list;
@@ -122,24 +135,15 @@ TEST(ListModel, SaveAndLoadGiveBackEveryRowExactly) {
         EXPECT_EQ(back.number(i), rows[i].number) << "row " << i;
     }
 
-    // A person can read the file: UTF-8, one line per row, nothing else.
-    QFile f(file);
-    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-    const QByteArray bytes = f.readAll();
-
     // A cache is written the same, replaces the old file whole and leaves
     // nothing beside it; into a directory that is gone it fails.
-    f.close();
+    const QByteArray bytes = contents(file);
     ListModel one;
     one.addItem("the only row");
     ASSERT_TRUE(one.save(file, ListModel::SaveMode::Cache));
-    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-    EXPECT_EQ(f.readAll(), "the only row\n");
-    f.close();
+    EXPECT_EQ(contents(file), "the only row\n");
     ASSERT_TRUE(list.save(file, ListModel::SaveMode::Cache));
-    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-    EXPECT_EQ(f.readAll(), bytes);
-    f.close();
+    EXPECT_EQ(contents(file), bytes);
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"list.txt"});
     EXPECT_FALSE(one.save(dir.filePath("gone/list.txt"), ListModel::SaveMode::Cache));
 
@@ -178,13 +182,7 @@ TEST(ListModel, SaveAndLoadGiveBackEveryRowExactly) {
                 expected += '\n';
             }
     ASSERT_TRUE(edges.save(dir.filePath("edges.txt")));
-    QFile e(dir.filePath("edges.txt"));
-    ASSERT_TRUE(e.open(QIODevice::ReadOnly));
-    const QByteArray written = e.readAll();
-    const QList<QByteArray> got = written.split('\n'), want = expected.split('\n');
-    ASSERT_EQ(got.size(), want.size());
-    for (qsizetype i = 0; i < want.size(); ++i)
-        EXPECT_EQ(got[i], want[i]) << "row " << i;
+    expectSameLines(contents(dir.filePath("edges.txt")), expected);
 
     // The same for a list kept one byte a character (a group list): rows
     // staged from received bytes, behind a mark or none.
@@ -207,17 +205,11 @@ TEST(ListModel, SaveAndLoadGiveBackEveryRowExactly) {
             }
     narrow.commitRows();
     ASSERT_TRUE(narrow.save(dir.filePath("narrow.txt"), ListModel::SaveMode::Cache));
-    QFile n(dir.filePath("narrow.txt"));
-    ASSERT_TRUE(n.open(QIODevice::ReadOnly));
-    const QList<QByteArray> gotNarrow = n.readAll().split('\n'),
-                            wantNarrow = narrowExpected.split('\n');
-    ASSERT_EQ(gotNarrow.size(), wantNarrow.size());
-    for (qsizetype i = 0; i < wantNarrow.size(); ++i)
-        EXPECT_EQ(gotNarrow[i], wantNarrow[i]) << "narrow row " << i;
+    expectSameLines(contents(dir.filePath("narrow.txt")), narrowExpected);
 
     // Edited by hand: CR LF line ends, a byte order mark or none, no final line end.
     for (const QByteArray& bom : {QByteArray(), QByteArray("\xEF\xBB\xBF")}) {
-        f.close();
+        QFile f(file);
         ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
         f.write(bom + "alpha\r\nbeta\tT\t12\r\n\r\n\xC3\xA9t\xC3\xA9\r\nno final line end");
         f.close();
