@@ -1,7 +1,5 @@
-// The compose dialog offscreen: the address check and when it may open at all.
-#include "fixtures/scripted_server.h"
+// The compose dialog offscreen: the check of the e-mail address.
 #include "fixtures/test_app.h"
-#include "news/nntp_control.h"
 #include "post/post_dialog.h"
 #include "post/post_engine.h"
 
@@ -60,45 +58,6 @@ TEST(PostDialog, AddressNeedsAnAtAndADotAnywhere) {
     EXPECT_EQ(t.prompter.messages(), QStringList{kInvalid});
     EXPECT_TRUE(dlg->txtEmailField()->text().isEmpty());
     EXPECT_FALSE(dlg->cmdOK()->isEnabled()); // and OK ran
-}
-
-TEST(PostDialog, CheckWindowsRefusesWhatTheMainWindowCannotServe) {
-    TestApp t;
-    App& app = t.app;
-    auto refusal = [&](int mode) {
-        t.prompter.clearShown();
-        const bool ok = CheckWindows(app, mode);
-        EXPECT_EQ(ok, t.prompter.messages().isEmpty());
-        return ok ? QString() : t.prompter.messages().join('|');
-    };
-    const QString select = QStringLiteral("Please Select Item(s) First");
-    const QString listing = QStringLiteral("Must Be in Message Listing to Use This Function");
-
-    app.lstGroups.addItem("alt.test");
-    EXPECT_EQ(refusal(0), select);
-    app.lstGroups.setSelected(0, true);
-    EXPECT_EQ(refusal(0), QString());
-
-    app.lstMessages.setVisible(false);
-    EXPECT_EQ(refusal(2), listing);
-    app.lstMessages.setVisible(true);
-    app.lstMessages.setEnabled(false);
-    EXPECT_EQ(refusal(2), listing);
-    app.lstMessages.setEnabled(true);
-    EXPECT_EQ(refusal(2), QString());
-
-    app.lstFavorites.addItem("alt.test (news.example.com)");
-    EXPECT_EQ(refusal(1), select);
-    app.lstFavorites.setSelected(0, true);
-    EXPECT_EQ(refusal(1), QString());
-    // Connected to the main server: the selection passes, the connection does not.
-    ScriptedNntpServer server;
-    server.send("200 ready\r\n").expect("MODE READER").send("200 ready\r\n").silence();
-    ASSERT_TRUE(server.listen());
-    app.NNTP->connectTo(server.address());
-    ASSERT_TRUE(ScriptedNntpServer::pumpUntil(
-        [&] { return app.NNTP->protocolState() == QLatin1String("Transaction"); }));
-    EXPECT_EQ(refusal(1), "Please Disconnect First");
 }
 
 } // namespace

@@ -17,8 +17,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
-#include <QPrinter>
-#include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
@@ -95,31 +93,6 @@ TEST_F(Viewer, ShowsTheArticleWalksTheListAndGivesTheCommandsBack) {
     QTest::keyClick(v->txtMsgBody, Qt::Key_Escape);
     EXPECT_FALSE(v->isVisible());
     EXPECT_TRUE(window->toolButton(9)->isEnabled());
-}
-
-// Print: the title line, then the body, in that order.
-TEST_F(Viewer, PrintsTitleThenBody) {
-    QByteArray text;
-    for (int i = 0; i < 30; ++i)
-        text += "line " + QByteArray::number(i) + "\r\n";
-    ASSERT_TRUE(inn.post(group, "printed", text));
-    openGroup();
-    MessageWindow* v = view(0);
-    ASSERT_NE(v, nullptr);
-
-    QPrinter printer(QPrinter::HighResolution);
-    printer.setOutputFormat(QPrinter::PdfFormat);
-    printer.setOutputFileName(t.path("out.pdf"));
-    v->printDocument(printer);
-    QProcess pdftotext;
-    pdftotext.start("pdftotext", {t.path("out.pdf"), "-"});
-    ASSERT_TRUE(pdftotext.waitForFinished(30000));
-    const QString printed = QString::fromUtf8(pdftotext.readAllStandardOutput());
-    const qsizetype title = printed.indexOf("Message Title : " + app.lstMessages.text(0));
-    EXPECT_GE(title, 0) << printed.toStdString();
-    EXPECT_GT(printed.indexOf("line 29"), title);
-
-    v->close();
 }
 
 // Reply end to end: the compose dialog comes up filled, posts to the current

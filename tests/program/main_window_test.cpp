@@ -1,5 +1,4 @@
-// The main window offscreen: how it keeps its size across a restart, and
-// closing it in the middle of a transfer.
+// The main window offscreen, closed in the middle of a transfer.
 #include "attachments/download.h"
 #include "fixtures/scripted_server.h"
 #include "fixtures/test_app.h"
@@ -13,38 +12,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-// The minimum size holds, and the normal rectangle, kept though the window
-// closed maximised, is where the next start puts it.
-TEST(Window, KeepsItsMinimumSizeAndItsGeometryForTheNextStart) {
-    TestApp t;
-    const auto window = t.openWindow();
-    const double k = window->pxPerTwip();
-    window->resize(100, 100);
-    EXPECT_GE(window->geometry().width(), qRound(9000 * k) - 1);
-    EXPECT_GE(window->geometry().height(), qRound(6000 * k) - 1);
-
-    window->move(qRound(300 * k / 15 * 15), qRound(200 * k / 15 * 15));
-    window->resize(qRound(12000 * k), qRound(8000 * k));
-    const QRect before = window->geometry();
-    const QPoint beforePos = window->pos();
-    // Closed maximised, the normal rectangle is what is kept.
-    window->showMaximized();
-    QCoreApplication::processEvents();
-    ASSERT_NE(window->geometry(), before);
-    window->close();
-    EXPECT_EQ(t.endProcessCalls, 1);
-
-    // A new start on the saved settings comes back at the same place and size.
-    TestApp again;
-    for (const char* key : {"Width", "Height", "Top", "Left"})
-        again.setSetting(QLatin1String(key), t.setting(QLatin1String(key)));
-    const auto second = again.openWindow();
-    EXPECT_NEAR(second->geometry().width(), before.width(), 1.5);
-    EXPECT_NEAR(second->geometry().height(), before.height(), 1.5);
-    EXPECT_NEAR(second->pos().x(), beforePos.x(), 1.5);
-    EXPECT_NEAR(second->pos().y(), beforePos.y(), 1.5);
-}
 
 // The window closed while a header listing or an article is on its way: the
 // wait in work ends at once and gives its request up, and nothing is written

@@ -1,12 +1,6 @@
-// Find in the main window's lists and frmFind.
+// Find in the main window's lists.
 #include "fixtures/test_app.h"
 #include "support/find.h"
-#include "support/find_dialog.h"
-
-#include <QApplication>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QTest>
 
 namespace {
 
@@ -75,39 +69,6 @@ TEST(Find, WithTheGroupFrameOnViewSearchesTheGroupsOrTheFavouritesWhenThereAreNo
     EXPECT_TRUE(FindText(app, "comp"));
     EXPECT_EQ(app.lstGroups.listIndex(), 1);
     EXPECT_EQ(app.lstFavorites.listIndex(), 1);
-}
-
-TEST(Find, FindWindowKeepsEveryKeystrokeAndTurnsOkIntoNextUntilNothingIsFound) {
-    TestApp t;
-    App& app = t.app;
-    app.frame(Frame::Groups).visible = false;
-    fill(app.lstMessages, {"one pic", "two", "three pic"});
-    app.LastFind = "old";
-    FindDialog dlg(app);
-    dlg.show();
-    QApplication::setActiveWindow(&dlg);
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&dlg));
-    QLineEdit* field = dlg.txtSearch();
-    field->setFocus();
-    EXPECT_EQ(field->selectedText(), "old");
-
-    QTest::keyClick(field, Qt::Key_P); // replaces the selected text
-    EXPECT_EQ(app.LastFind, "p");
-    EXPECT_EQ(t.setting("LastFind").toString(), "p");
-    QTest::keyClicks(field, "ic");
-    EXPECT_EQ(t.setting("LastFind").toString(), "pic");
-
-    QTest::keyClick(field, Qt::Key_Return);
-    EXPECT_EQ(app.lstMessages.listIndex(), 0);
-    EXPECT_EQ(dlg.cmdOK()->text(), "Next");
-    QTest::mouseClick(dlg.cmdOK(), Qt::LeftButton);
-    EXPECT_EQ(app.lstMessages.listIndex(), 2);
-    EXPECT_TRUE(dlg.isVisible());
-
-    field->setText("four");
-    QTest::keyClick(field, Qt::Key_Return);
-    EXPECT_FALSE(dlg.isVisible());
-    EXPECT_EQ(t.prompter.messages(), QStringList{"Not Found"});
 }
 
 } // namespace
