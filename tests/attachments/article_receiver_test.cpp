@@ -165,20 +165,6 @@ TEST_F(ArticleReceiver, AnExistingFileEndsTheArticleAndDropsTheRest) {
     EXPECT_EQ(t.readFile("download/there.jpg"), "old");
 }
 
-TEST_F(ArticleReceiver, NoSearchForTheViewerOrInASweep) {
-    app.HeaderField = "SubjectDL";
-    data("begin 644 a.jpg\r\n");
-    EXPECT_EQ(app.AttachName, "");
-    EXPECT_EQ(app.statbar[3], "");
-    app.HeaderField = "Subject";
-    app.SweepScope = 2;
-    data("begin 644 a.jpg\r\n");
-    EXPECT_EQ(app.AttachName, "");
-    EXPECT_EQ(app.MessageText, "begin 644 a.jpg\r\nbegin 644 a.jpg\r\n");
-    NNTP_Document(app, 5, QByteArray());
-    EXPECT_TRUE(app.MessageDone);
-}
-
 // Lines of any number add up to any size; one line past the limit fails the
 // article with its reason, and nothing more of it is kept.
 TEST_F(ArticleReceiver, OneLinePastTheLimitFailsTheArticle) {

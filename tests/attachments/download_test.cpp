@@ -158,11 +158,8 @@ TEST_F(Download, PostsInEveryEncodingComeOutByteForByte) {
         EXPECT_EQ(listed(), names);
         // Shown while fetched, as the article spells it.
         EXPECT_FALSE(shown.filter(c.name).isEmpty()) << shown.join('|').toStdString();
-        EXPECT_EQ(app.statbar[1], "File Decoded");
-        EXPECT_EQ(app.statbar[2], "Looking for attachments..");
         EXPECT_EQ(app.statbar[3], QString("[%1/%1]").arg(c.parts));
     }
-    EXPECT_EQ(app.frame(Frame::Files).title, "Decoded Files (9)");
     names.sort();
     EXPECT_EQ(inDestDir(), names) << "no temporary file is left";
     EXPECT_EQ(QDir(t.dir.path()).entryList({"*.bin"}, QDir::Files), QStringList());
@@ -200,7 +197,6 @@ TEST_F(Download, PostsThatCantBeDecodedLeaveNeitherFileNorRow) {
     // The number, and words a user can read.
     EXPECT_FALSE(shown.filter(QRegularExpression("^3: CRC error: part 2")).isEmpty())
         << shown.join('|').toStdString();
-    EXPECT_EQ(app.statbar[1], "File Decoded");
     EXPECT_TRUE(listed().isEmpty());
     EXPECT_TRUE(inDestDir().isEmpty()) << inDestDir().join(' ').toStdString();
 
@@ -354,7 +350,6 @@ TEST_F(Download, DoubleClickAndDownloadButtonFetchEachSelectedPostOnce) {
     QTest::mouseClick(messages->viewport(), Qt::LeftButton, {}, at);
     QTest::mouseDClick(messages->viewport(), Qt::LeftButton, {}, at);
     EXPECT_EQ(file("clicked.bin"), sent["clicked.bin"]);
-    EXPECT_EQ(app.statbar[1], "Finished Downloading");
 
     app.lstMessages.clearSelection();
     for (const char* name : {"one.bin", "two.bin", "three.bin"})
@@ -416,41 +411,6 @@ TEST_F(Download, ModernPartCountersCollateOnlyWithTheOption) {
     EXPECT_EQ(file("two.bin"), two);
 }
 
-// The toolbar's "All" is F2 on the message list, "View" its right button.
-TEST_F(Download, AllAndViewButtonsActAsF2AndTheRightButtonOnTheMessageList) {
-    QMap<QString, QByteArray> sent;
-    unsigned seed = 40;
-    for (const char* name : {"first.bin", "second.bin"}) {
-        sent[name] = randomBytes(3000, seed++);
-        post(name, joined(uuencode(sent[name], name)));
-    }
-    sent["parts.bin"] = randomBytes(30000, seed);
-    postParts("\"parts.bin\" yEnc (%1/3)",
-              yencEncodeParts(sent["parts.bin"], {10000, 10000, 10000}, "parts.bin"));
-    t.setSetting("NNTPServer", inn.address());
-    t.setSetting("DestDir", app.DestDir);
-    const auto window = t.openWindow();
-    app.Timer1.start();
-    openGroup();
-    QList<int> viewed;
-    app.showViewer = [&](int row) { viewed << row; };
-
-    app.StopRequested = true; // every press clears it first
-    window->toolButton(9)->trigger();
-    EXPECT_EQ(app.statbar[1], "Finished Downloading");
-    for (const QString& name : sent.keys())
-        EXPECT_EQ(file(name), sent[name]) << name.toStdString();
-    EXPECT_EQ(listed().size(), 3);
-
-    // The viewer, once open, switches the download buttons off until it closes.
-    app.lstMessages.clearSelection();
-    app.lstMessages.setSelected(rowOf("second.bin"), true);
-    app.lstMessages.setListIndex(rowOf("second.bin"));
-    window->toolButton(10)->trigger();
-    EXPECT_EQ(viewed, QList<int>{rowOf("second.bin")});
-    EXPECT_FALSE(window->toolButton(9)->isEnabled());
-}
-
 // F2 over three favourites on two servers; the walk is stopped as the second
 // one's file arrives, then run again over the row that is left.
 TEST_F(Download, FavouritesWalkFetchesEveryCompletePostOnceAndAStopLeavesTheRowsNotDone) {
@@ -504,8 +464,6 @@ TEST_F(Download, FavouritesWalkFetchesEveryCompletePostOnceAndAStopLeavesTheRows
     EXPECT_EQ(file("z.bin"), z);
     EXPECT_EQ(app.lstFavorites.selCount(), 0);
     EXPECT_FALSE(app.IsConnected);
-    EXPECT_EQ(app.statbar[1], "Finished Downloading From Favorites");
-    EXPECT_TRUE(app.frame(Frame::Favorites).enabled);
 }
 
 // Article numbers past 2^32, as today's big groups have them, listed in

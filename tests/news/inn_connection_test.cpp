@@ -1,6 +1,5 @@
 // Connecting, listing groups and reading a group's subjects against a real
-// INN on loopback: through the procedures the menus call, and the way a user
-// goes in the main window.
+// INN on loopback, through the procedures the menus call.
 #include "fixtures/inn_server.h"
 #include "fixtures/test_app.h"
 #include "news/connection.h"
@@ -8,14 +7,9 @@
 #include "news/headers.h"
 #include "news/news_commands.h"
 #include "news/nntp_control.h"
-#include "program/main_window.h"
 #include "program/startup.h"
 #include "shell/app.h"
-#include "shell/list_view_widget.h"
 
-#include <QAction>
-#include <QGroupBox>
-#include <QLabel>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -101,7 +95,6 @@ TEST_F(InnConnection, AThousandArticlesGiveAThousandRowsAndTheListFileServesTheS
     EXPECT_EQ(cmdGetMessageHeaders(app, true), 0);
     ASSERT_EQ(app.lstMessages.count(), 1000);
     EXPECT_EQ(app.lstMessages.text(1), "picture 1.jpg (1/1)");
-    EXPECT_EQ(app.frame(Frame::Messages).title, "Available Messages (1000)  Group : " + group);
 
     // Again: the list file serves; the select goes out, no header request.
     QSignalSpy documents(app.NNTP.get(), &NntpControl::document);
@@ -202,55 +195,6 @@ TEST(InnLogin, ReaderLoginRightAndWrong) {
     cmdConnect(app, true);
     EXPECT_TRUE(listed(app.lstGroups, group)) << app.statbar[2].toStdString();
     cmdDisconnect(app);
-}
-
-// Startup as the program does it, with the window built first.
-class NewsWindow : public InnConnection {
-protected:
-    void SetUp() override {
-        InnTest::SetUp();
-        if (IsSkipped() || HasFatalFailure()) return;
-        t.setSetting("NNTPServer", inn.address());
-        window = t.openWindow();
-    }
-    std::unique_ptr<MainWindow> window;
-};
-
-TEST_F(NewsWindow, ConnectButtonListsGroupsAndEnterOpensOne) {
-    const QString group = InnServer::uniqueGroup("alt.binaries.zf.window");
-    ASSERT_TRUE(inn.newGroup(group));
-    ASSERT_TRUE(inn.post(group, "first.jpg (1/1)", "x\n"));
-    ASSERT_TRUE(inn.post(group, "second.jpg (1/1)", "y\n"));
-
-    QAction* connectButton = window->toolButton(6);
-    ASSERT_TRUE(connectButton);
-    connectButton->trigger();
-
-    EXPECT_EQ(connectButton->text(), "Disconnect");
-    EXPECT_EQ(window->action("menuConnect")->text(), "&Disconnect");
-    EXPECT_EQ(window->statusPanel(3)->text(), "Connected");
-
-    const int row = app.lstGroups.find(group + " (", FindMode::Contains, 0);
-    ASSERT_GE(row, 0);
-    ListView* groups = window->view(app.lstGroups);
-    groups->setFocus();
-    groups->setCurrentIndex(app.lstGroups.index(row));
-    QTest::keyClick(groups, Qt::Key_Return);
-
-    EXPECT_EQ(app.CurrentGroup, group);
-    ASSERT_EQ(texts(app.lstMessages), (QStringList{"first.jpg (1/1)", "second.jpg (1/1)"}));
-    EXPECT_TRUE(window->frameBox(Frame::Messages)->isVisible());
-    EXPECT_FALSE(window->frameBox(Frame::Groups)->isVisible());
-    EXPECT_EQ(window->frameBox(Frame::Messages)->title(),
-              "Available Messages (2)  Group : " + group);
-    EXPECT_TRUE(window->action("menuRefreshM")->isEnabled());
-
-    // Disconnect from the toolbar: both lists go, the groups come back.
-    connectButton->trigger();
-    EXPECT_EQ(connectButton->text(), "Connect");
-    EXPECT_EQ(window->statusPanel(1)->text(), "Click on CONNECT to connect to Server");
-    EXPECT_EQ(app.lstMessages.count(), 0);
-    EXPECT_TRUE(window->frameBox(Frame::Groups)->isVisible());
 }
 
 } // namespace

@@ -1,16 +1,9 @@
-// The compose dialog offscreen: the address check, what it remembers, and
-// when it may open at all.
-#include "fixtures/scripted_server.h"
+// The compose dialog offscreen: the check of the e-mail address.
 #include "fixtures/test_app.h"
-#include "news/nntp_control.h"
 #include "post/post_dialog.h"
 #include "post/post_engine.h"
-#include "program/commands.h"
-#include "shell/gating.h"
 
-#include <QAction>
 #include <QLineEdit>
-#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTest>
 
@@ -65,80 +58,6 @@ TEST(PostDialog, AddressNeedsAnAtAndADotAnywhere) {
     EXPECT_EQ(t.prompter.messages(), QStringList{kInvalid});
     EXPECT_TRUE(dlg->txtEmailField()->text().isEmpty());
     EXPECT_FALSE(dlg->cmdOK()->isEnabled()); // and OK ran
-}
-
-TEST(PostDialog, NameAndSignatureAreKeptForTheNextUse) {
-    TestApp t;
-    t.app.UserName = QStringLiteral("Old Name");
-    {
-        auto dlg = openDialog(t.app);
-        EXPECT_EQ(dlg->txtNameField()->text(), "Old Name");
-        dlg->txtNameField()->setFocus();
-        dlg->txtNameField()->clear();
-        dlg->txtSigField()->setFocus();
-        QTest::keyClicks(dlg->txtSigField(), "-- me");
-        // Stored while typed, before any Cancel.
-        EXPECT_EQ(t.setting("Signature").toString(), "-- me");
-        dlg->cmdCancel()->click();
-        EXPECT_TRUE(t.app.StopRequested);
-        EXPECT_FALSE(dlg->isVisible());
-    }
-    EXPECT_EQ(t.app.UserName, "Old Name");
-    EXPECT_EQ(t.setting("Name").toString(), "Old Name");
-    auto dlg = openDialog(t.app);
-    EXPECT_EQ(dlg->txtNameField()->text(), "Old Name");
-    EXPECT_EQ(dlg->txtSigField()->toPlainText(), "-- me");
-}
-
-TEST(PostDialog, CheckWindowsRefusesWhatTheMainWindowCannotServe) {
-    TestApp t;
-    App& app = t.app;
-    auto refusal = [&](int mode) {
-        t.prompter.clearShown();
-        const bool ok = CheckWindows(app, mode);
-        EXPECT_EQ(ok, t.prompter.messages().isEmpty());
-        return ok ? QString() : t.prompter.messages().join('|');
-    };
-    const QString select = QStringLiteral("Please Select Item(s) First");
-    const QString listing = QStringLiteral("Must Be in Message Listing to Use This Function");
-
-    app.lstGroups.addItem("alt.test");
-    EXPECT_EQ(refusal(0), select);
-    app.lstGroups.setSelected(0, true);
-    EXPECT_EQ(refusal(0), QString());
-
-    app.lstMessages.setVisible(false);
-    EXPECT_EQ(refusal(2), listing);
-    app.lstMessages.setVisible(true);
-    app.lstMessages.setEnabled(false);
-    EXPECT_EQ(refusal(2), listing);
-    app.lstMessages.setEnabled(true);
-    EXPECT_EQ(refusal(2), QString());
-
-    app.lstFavorites.addItem("alt.test (news.example.com)");
-    EXPECT_EQ(refusal(1), select);
-    app.lstFavorites.setSelected(0, true);
-    EXPECT_EQ(refusal(1), QString());
-    // Connected to the main server: the selection passes, the connection does not.
-    ScriptedNntpServer server;
-    server.send("200 ready\r\n").expect("MODE READER").send("200 ready\r\n").silence();
-    ASSERT_TRUE(server.listen());
-    app.NNTP->connectTo(server.address());
-    ASSERT_TRUE(ScriptedNntpServer::pumpUntil(
-        [&] { return app.NNTP->protocolState() == QLatin1String("Transaction"); }));
-    EXPECT_EQ(refusal(1), "Please Disconnect First");
-}
-
-// The toolbar's "Post" and the Post menu reach the dialog's commands.
-TEST_F(WindowTest, PostMenuAndToolbarButtonOpenTheComposeDialogCommands) {
-    t.prompter.clearShown();
-    MessagesOnOff(app, false);
-    Toolbar1_ButtonClick(app, 11);
-    EXPECT_EQ(t.prompter.messages(),
-              QStringList{"Must Be in Message Listing to Use This Function"});
-    t.prompter.clearShown();
-    window->findChild<QAction*>("menuPostF")->trigger();
-    EXPECT_EQ(t.prompter.messages(), QStringList{"Please Select Item(s) First"});
 }
 
 } // namespace

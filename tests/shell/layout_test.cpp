@@ -1,4 +1,4 @@
-// The main window's layout in twips and the titles of its frames.
+// The main window's layout in twips.
 #include "fixtures/printers.h"
 #include "shell/app.h"
 #include "shell/layout.h"
@@ -45,54 +45,6 @@ TEST(Layout, MinimumSizeOffScreenRescueAndNothingWhileMinimised) {
         EXPECT_EQ(geometry.count(), laidOut ? 1 : 0);
         EXPECT_EQ(app.frame(Frame::Favorites).rect.isNull(), !laidOut);
         EXPECT_EQ(app.statbarWidths[3] == 0, !laidOut);
-    }
-}
-
-// Every frame's title and then the caption.
-QStringList titles(const App& app) {
-    QStringList out;
-    for (const FrameState& f : app.frames)
-        out << f.title;
-    return out << app.Caption;
-}
-
-TEST(Titles, EachCodeRebuildsItsOneTitleAndAnUnknownCodeNone) {
-    const int kCaption = static_cast<int>(Frame::Count), kNone = -1;
-    const std::tuple<const char*, int, const char*> cases[] = {
-        {"0", int(Frame::Favorites), "Favorite Groups [Mine] (2)"},
-        {"1", int(Frame::Messages), "Available Messages (3)  Group : alt.binaries.test"},
-        {"2", int(Frame::Groups), "Available Groups : news.example.net (4)"},
-        {"3", int(Frame::Files), "Decoded Files (5)"},
-        {"4", int(Frame::HTTP), "HTTP Addresses (6)"},
-        {"5", kCaption, "Zanderfell! v2.5 (news.example.net) "},
-        {"6", int(Frame::HTTP), "Found/Status (6)"},
-        {"7", int(Frame::Favorites), "Checking 2 Servers"},
-        {"8", int(Frame::NNTP), "NNTP Servers (7)"},
-        {"9", int(Frame::HTTP), "Email Addresses (6)"},
-        {"", kNone, ""},
-        {"10", kNone, ""},
-        {"01", kNone, ""},
-        {" 1", kNone, ""}};
-    App app;
-    int rows = 2; // a different count in every list
-    for (ListModel* list : {&app.lstFavorites, &app.lstMessages, &app.lstGroups, &app.lstFiles,
-                            &app.lstHTTP, &app.txtNNTPServ})
-        list->appendRows(QVector<ListRow>(rows++));
-    app.CurrentGroup = "alt.binaries.test";
-    app.CurrentServer = "news.example.net";
-    app.FavoritesTitle = "Mine";
-    for (const auto& [code, target, text] : cases) {
-        SCOPED_TRACE(testing::Message() << "code \"" << code << '"');
-        for (FrameState& f : app.frames)
-            f.title = "old";
-        app.Caption = "old";
-        QStringList expected = titles(app);
-        if (target != kNone) expected[target] = text;
-        QSignalSpy frames(&app, &App::frameChanged);
-        QSignalSpy caption(&app, &App::captionChanged);
-        UpdateListTitles(app, code);
-        EXPECT_EQ(titles(app), expected);
-        EXPECT_EQ(frames.count() + caption.count(), target == kNone ? 0 : 1);
     }
 }
 

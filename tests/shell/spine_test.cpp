@@ -1,26 +1,14 @@
-// The shared clock and waits, the gating of menus and toolbar, startup and exit.
-#include "fixtures/scripted_server.h"
+// The shared clock and waits, temporary files, startup and exit.
 #include "fixtures/test_app.h"
 #include "news/connection.h"
-#include "news/nntp_control.h"
 #include "program/startup.h"
-#include "shell/gating.h"
 #include "shell/temp_files.h"
 #include "shell/waits.h"
 
 #include <QFileInfo>
-#include <QSignalSpy>
 #include <gtest/gtest.h>
 
 namespace {
-
-// The numbers a spied signal carried, as "39 35 11".
-QString spiedNumbers(const QSignalSpy& spy) {
-    QStringList out;
-    for (const QList<QVariant>& args : spy)
-        out << args.at(0).toString();
-    return out.join(' ');
-}
 
 // ---- clock and waits ----
 
@@ -55,98 +43,6 @@ TEST(Waits, AWaitCountsItsOwnTicksAndAStopEndsIt) {
     WaitTicks(t.app, 5);
     EXPECT_EQ(t.passes, 7); // 32767 -> 0, then 1 .. 6
     EXPECT_EQ(t.app.TickCount, 6);
-}
-
-// ---- menu and toolbar gating ----
-
-TEST(Gating, MenuOnOffSwitchesEachScopeInItsOrder) {
-    // A scope's code, then its items in order.
-    for (const QString scope : {"CG 39 35 11 43", "SG 40 36 33 44", "FA 41 37 34 46 32 51", "SM 42",
-                                "SS 38 45", "SR 47 48 49 50", "XX"}) {
-        const QString code = scope.left(2), items = scope.mid(3);
-        for (bool on : {true, false}) {
-            App app;
-            QSignalSpy menus(&app, &App::menuChanged);
-            QSignalSpy buttons(&app, &App::toolbarChanged);
-            MenuOnOff(app, code, on);
-            SCOPED_TRACE(testing::Message() << code.toStdString() << " " << on);
-            EXPECT_EQ(spiedNumbers(menus), items);
-            for (const QString& item : items.split(' ', Qt::SkipEmptyParts))
-                EXPECT_EQ(app.menuEnabled.value(item.toInt()), on) << item.toStdString();
-            // Of all scopes' items only 11 has a toolbar button.
-            EXPECT_EQ(spiedNumbers(buttons), items.contains("11") ? "11" : "");
-        }
-    }
-}
-
-// A number switches its menu item and the button of the same number, when
-// they exist; every number below 30 repaints the toolbar, even one with neither.
-TEST(Gating, SetMenuItemSwitchesTheItemAndTheButtonOfTheSameNumber) {
-    // Number, whether it has a menu item, and a button that it switches.
-    const std::tuple<int, bool, bool> cases[] = {
-        {0, false, false},  {1, false, false},  {2, true, true},    {3, false, false},
-        {11, true, true},   {12, false, false}, {13, false, false}, {14, false, false},
-        {15, true, false},  {29, false, false}, {30, true, false},  {54, false, false},
-        {255, false, false}};
-    for (auto [item, menu, button] : cases) {
-        for (bool on : {false, true}) {
-            App app;
-            for (ToolButtonState& b : app.toolbar)
-                b.enabled = !on;
-            auto menusAfter = app.menuEnabled;
-            if (menu) menusAfter[item] = on;
-            QSignalSpy menus(&app, &App::menuChanged);
-            QSignalSpy buttons(&app, &App::toolbarChanged);
-            QSignalSpy repaints(&app, &App::toolbarRepaint);
-            SetMenuItem(app, item, on);
-            SCOPED_TRACE(testing::Message() << "item " << item << " on " << on);
-            EXPECT_EQ(app.menuEnabled, menusAfter);
-            for (int b = 1; b <= 14; ++b)
-                EXPECT_EQ(app.toolbar[b].enabled, button && b == item ? on : !on) << "button " << b;
-            EXPECT_EQ(spiedNumbers(menus), menu ? QString::number(item) : "");
-            EXPECT_EQ(spiedNumbers(buttons), button ? QString::number(item) : "");
-            EXPECT_EQ(repaints.count(), item < 30 ? 1 : 0);
-        }
-    }
-}
-
-// Each switch turns its own list and frame off and on again, and no other;
-// favourites are only disabled, never hidden.
-TEST(Gating, ListSwitchesSetEnabledAndVisibility) {
-    auto state = [](App& app, Frame f) {
-        const ListModel& l = f == Frame::Messages ? app.lstMessages
-                             : f == Frame::Groups ? app.lstGroups
-                                                  : app.lstFavorites;
-        return std::tuple(l.enabled(), l.visible(), app.frame(f).enabled, app.frame(f).visible);
-    };
-    const auto on = std::tuple(true, true, true, true);
-    for (auto [set, frame, hides] : {std::tuple{&MessagesOnOff, Frame::Messages, true},
-                                     {&GroupsOnOff, Frame::Groups, true},
-                                     {&FavoritesOnOff, Frame::Favorites, false}}) {
-        App app;
-        set(app, false);
-        for (Frame f : {Frame::Messages, Frame::Groups, Frame::Favorites})
-            EXPECT_EQ(state(app, f), f != frame ? on : std::tuple(false, !hides, false, !hides))
-                << "frame " << int(frame) << ", looking at " << int(f);
-        set(app, true);
-        EXPECT_EQ(state(app, frame), on) << "frame " << int(frame);
-    }
-}
-
-TEST(Gating, DisconnectFirstWarnsOnlyWhileConnectedAndWhenAsked) {
-    TestApp t;
-    EXPECT_FALSE(DisconnectFirst(t.app, true));
-    ScriptedNntpServer server;
-    ASSERT_TRUE(server.silence().listen());
-    ASSERT_TRUE(t.app.NNTP->connectTo(server.address()));
-    ASSERT_TRUE(ScriptedNntpServer::pumpUntil([&] { return t.app.NNTP->state() == "Connected"; }));
-    EXPECT_TRUE(DisconnectFirst(t.app, false));
-    EXPECT_TRUE(t.prompter.shown().empty());
-    EXPECT_TRUE(DisconnectFirst(t.app, true));
-    EXPECT_EQ(t.prompter.shown(), (std::vector<ScriptedPrompter::Shown>{
-                                      {ScriptedPrompter::Kind::Message, "Please Disconnect First",
-                                       "Zanderfell!", Prompter::Icon::Exclamation}}));
-    t.app.NNTP->cancel();
 }
 
 // ---- temporary files ----
@@ -187,10 +83,8 @@ TEST(Lifetime, StartupLoadsTheListsAndExitFromInsideAWaitSavesThemAndEnds) {
     t.load();
     ASSERT_EQ(t.app.lstFavorites.count(), 1);
     EXPECT_EQ(t.app.lstFavorites.picture(0), 12);
-    EXPECT_EQ(t.app.frame(Frame::Favorites).title, "Favorite Groups [ZanderfellFavorites] (1)");
     EXPECT_EQ(t.app.txtNNTPServ.listIndex(), 1);
     EXPECT_EQ(t.app.txtNNTPServ.selCount(), 0);
-    EXPECT_EQ(t.app.frame(Frame::NNTP).title, "NNTP Servers (2)");
     EXPECT_TRUE(t.app.toolbar[13].enabled);
 
     t.app.txtNNTPServ.removeItem(0);
