@@ -158,11 +158,10 @@ void streamBlock(App& app, const QByteArray& block) {
     feed->push(QByteArray(block));
     // A decoder that falls behind (a slow disk) holds the download up
     // rather than letting what the feed holds grow. Once held up, the
-    // download goes on when the decoder has read half of the bound: it then
-    // wakes once per half, not once per block, and the decoder has the other
-    // half to read meanwhile.
+    // download goes on when the decoder has read a block's worth, not at
+    // each read it makes.
     if (feed->held() <= kStreamHeldBytes) return;
-    while (!feed->waitHeldAtMost(kStreamHeldBytes / 2, 20) && !app.StopRequested && !app.ending)
+    while (!feed->waitHeldAtMost(kStreamResumeBytes, 20) && !app.StopRequested && !app.ending)
         LetEventsRun(app);
 }
 

@@ -14,8 +14,10 @@
 
 namespace {
 
-// The most the socket takes in before the program has read it.
-constexpr qint64 kReadBufferBytes = 1024 * 1024;
+// The most the socket takes in before the program has read it: one block.
+// More would only move bytes from the system's buffer, which grows as it
+// needs and costs the program nothing, into the program's memory.
+constexpr qint64 kReadBufferBytes = 256 * 1024;
 // What one read takes from the socket's buffer: large enough that a block
 // costs little per byte, small enough to stay in the cache.
 constexpr qint64 kReadBlockBytes = 256 * 1024;
