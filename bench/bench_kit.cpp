@@ -1,7 +1,9 @@
 #include "bench_kit.h"
 
+#include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QTemporaryDir>
 #include <arpa/inet.h>
 #include <cstdio>
 #include <cstring>
@@ -24,6 +26,21 @@ bool newsServer(const QStringList& args, QByteArray* out) {
     }
     if (out) *out = p.readAllStandardOutput();
     return true;
+}
+
+BenchInn::BenchInn(const QString& group) {
+    QTemporaryDir dir(QDir::tempPath() + QStringLiteral("/zfbench-XXXXXX"));
+    dir.setAutoRemove(false); // removed once the server has stopped
+    dir_ = dir.path();
+    QByteArray started;
+    if (!newsServer({QStringLiteral("start"), dir_}, &started)) return;
+    port = quint16(started.trimmed().split('\n').last().toUInt());
+    if (!newsServer({QStringLiteral("newgroup"), dir_, group, QStringLiteral("y")})) port = 0;
+}
+
+BenchInn::~BenchInn() {
+    newsServer({QStringLiteral("stop"), dir_});
+    QDir(dir_).removeRecursively();
 }
 
 bool sendAll(int fd, const QByteArray& data) {

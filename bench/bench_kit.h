@@ -17,6 +17,18 @@ void print(const QByteArray& name, double value, const char* unit);
 // Runs scripts/news-server with args; its standard output goes to *out.
 bool newsServer(const QStringList& args, QByteArray* out = nullptr);
 
+// A private INN on a loopback port, under a temporary directory, with one
+// group; stopped when it goes. port is 0 when it could not be started.
+class BenchInn {
+public:
+    explicit BenchInn(const QString& group);
+    ~BenchInn();
+    quint16 port = 0;
+
+private:
+    QString dir_;
+};
+
 bool sendAll(int fd, const QByteArray& data);
 
 // Resident memory now and its peak since the last reset, in KiB.

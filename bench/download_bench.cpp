@@ -224,17 +224,9 @@ int main(int argc, char** argv) {
     QVector<ListRow> rows;
     bool ok = true;
     if (savedPath.isEmpty() || !loadSaved(savedPath, articles, rows)) {
-        QTemporaryDir serverDir(QDir::tempPath() + QStringLiteral("/zfbench-XXXXXX"));
-        QByteArray started;
-        if (!newsServer({QStringLiteral("start"), serverDir.path()}, &started)) return 1;
-        const quint16 port = quint16(started.trimmed().split('\n').last().toUInt());
-        struct Stop {
-            QString dir;
-            ~Stop() { newsServer({QStringLiteral("stop"), dir}); }
-        } stop{serverDir.path()};
-        if (!newsServer(
-                {QStringLiteral("newgroup"), serverDir.path(), kGroup, QStringLiteral("y")}))
-            return 1;
+        const BenchInn inn(kGroup);
+        const quint16 port = inn.port;
+        if (port == 0) return 1;
         {
             Wire w;
             if (!w.open(port)) return 1;

@@ -107,16 +107,9 @@ int main(int argc, char** argv) {
     QCoreApplication qapp(argc, argv);
     const qint64 totalMb = argc > 1 ? QByteArray(argv[1]).toLongLong() : 50;
 
-    QTemporaryDir serverDir(QDir::tempPath() + QStringLiteral("/zfbench-XXXXXX"));
-    QByteArray started;
-    if (!newsServer({QStringLiteral("start"), serverDir.path()}, &started)) return 1;
-    const quint16 port = quint16(started.trimmed().split('\n').last().toUInt());
-    struct Stop {
-        QString dir;
-        ~Stop() { newsServer({QStringLiteral("stop"), dir}); }
-    } stop{serverDir.path()};
-    if (!newsServer({QStringLiteral("newgroup"), serverDir.path(), kGroup, QStringLiteral("y")}))
-        return 1;
+    const BenchInn inn(kGroup);
+    const quint16 port = inn.port;
+    if (port == 0) return 1;
 
     Set set;
     {
