@@ -62,24 +62,19 @@ QList<Article> articlesOf(quint16 port, const QString& group) {
     return out;
 }
 
-QStringList logLines(const TestApp& t) {
-    const QString log = QString::fromUtf8(t.readFile("POST.LOG"));
-    QStringList lines = log.split(QStringLiteral("\r\n"));
-    if (lines.last().isEmpty()) lines.removeLast();
-    return lines;
-}
-
-// The text behind the date of a POST.LOG line.
-QString logEntry(const QString& line) {
-    const qsizetype at = line.indexOf(QLatin1String(" - "));
-    return at < 0 ? QString() : line.mid(at + 3);
-}
-
+// The entries of POST.LOG, each without its date; a line without one gives "".
 QStringList logEntries(const TestApp& t) {
     QStringList entries;
-    for (const QString& line : logLines(t))
-        entries << logEntry(line);
+    for (const QString& line : QString::fromUtf8(t.readFile("POST.LOG")).split("\r\n")) {
+        const qsizetype at = line.indexOf(QLatin1String(" - "));
+        entries << (at < 0 ? QString() : line.mid(at + 3));
+    }
+    entries.removeLast(); // behind the last line end
     return entries;
+}
+
+QString posted(const QString& server, const QString& group) {
+    return "Posted:" + server + " (" + group + ") " + kSubject;
 }
 
 struct Poster {
@@ -161,8 +156,7 @@ TEST_F(Posting, CurrentGroupGetsOneArticleWithTheFiveHeaderLinesAndTheBodyAsType
     // The signature went into the message box itself.
     EXPECT_EQ(p->dialog->txtMessage(), QString(kMessage + "\n" + kSig).replace("\n", "\r\n"));
     EXPECT_TRUE(app.lstGroups.selected(0)); // mode 2 leaves the list alone
-    EXPECT_EQ(logEntries(t),
-              QStringList{"Posted:" + inn.address() + " (" + group + ") " + kSubject});
+    EXPECT_EQ(logEntries(t), QStringList{posted(inn.address(), group)});
 }
 
 TEST_F(Posting, SelectedGroupsArePostedOnOneConnection) {
@@ -181,7 +175,7 @@ TEST_F(Posting, SelectedGroupsArePostedOnOneConnection) {
     QStringList expectedLog;
     for (const QString& g : groups) {
         expectPosted(g);
-        expectedLog << "Posted:" + inn.address() + " (" + g + ") " + kSubject;
+        expectedLog << posted(inn.address(), g);
     }
     EXPECT_TRUE(articlesOf(inn.port(), skipped).isEmpty());
     EXPECT_EQ(app.lstGroups.selCount(), 0);
@@ -205,10 +199,8 @@ TEST_F(Posting, FavoritesOnTwoServersArePostedInRowOrderOnTwoConnections) {
     const QList<Article> onSecond = articlesOf(second->port(), c);
     ASSERT_EQ(onSecond.size(), 1);
     EXPECT_EQ(onSecond[0].body, kBody);
-    EXPECT_EQ(logEntries(t),
-              QStringList({"Posted:" + inn.address() + " (" + a + ") " + kSubject,
-                           "Posted:" + inn.address() + " (" + b + ") " + kSubject,
-                           "Posted:" + second->address() + " (" + c + ") " + kSubject}));
+    EXPECT_EQ(logEntries(t), QStringList({posted(inn.address(), a), posted(inn.address(), b),
+                                          posted(second->address(), c)}));
     EXPECT_EQ(app.CurrentServer, second->address());
     EXPECT_EQ(app.lstFavorites.selCount(), 0);
 }
@@ -249,7 +241,7 @@ TEST_F(Posting, ARefusingServerLosesItsRowsAndTheOthersStillPost) {
         EXPECT_TRUE(articlesOf(inn.port(), g2).isEmpty());
         EXPECT_EQ(logEntries(t2),
                   QStringList({"Unable to Post to " + refusing.address() + " " + kSubject,
-                               "Posted:" + inn.address() + " (" + g1 + ") " + kSubject}));
+                               posted(inn.address(), g1)}));
         EXPECT_EQ(q.app.lstFavorites.selCount(), 0);
     }
 }
