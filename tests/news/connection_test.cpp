@@ -27,6 +27,7 @@ struct NewsApp : TestApp {
     int disconnectPasses = -1;
     // Whether Stop was on in every pass of the wait for a transfer.
     bool stopOnInTransfers = true;
+    QStringList panel2; // what status panel 2 said, blanks left out
 
     explicit NewsApp(bool fastClock = false) {
         load();
@@ -42,6 +43,7 @@ struct NewsApp : TestApp {
         };
         QObject::connect(&app, &App::statusChanged, [this](int panel) {
             if (panel == 1 && app.statbar[1] == "Disconnecting") disconnectStart_ = waitPasses;
+            if (panel == 2 && !app.statbar[2].isEmpty()) panel2 << app.statbar[2];
         });
         QObject::connect(app.NNTP.get(), &NntpControl::stateChanged, [this] {
             if (disconnectStart_ >= 0 && connectionClosed(app)) {
@@ -159,10 +161,6 @@ TEST(Connection, FailedConnectsEndUnableToConnect) {
         if (c == Garbage) t.server.send("hello there\r\n");
         if (c == Endless) t.server.sendBlocks(QList<QByteArray>(3, QByteArray(40000, '2')));
         t.server.silence();
-        QStringList panel2;
-        QObject::connect(&t.app, &App::statusChanged, [&](int p) {
-            if (p == 2 && !t.app.statbar[2].isEmpty()) panel2 << t.app.statbar[2];
-        });
         int passes = 0;
         auto pass = t.app.DoEvents;
         t.app.DoEvents = [&] {
@@ -177,8 +175,8 @@ TEST(Connection, FailedConnectsEndUnableToConnect) {
         EXPECT_EQ(t.app.ErrorText, c == Login     ? "Can't Authenticate"
                                    : c >= Garbage ? "Error Connecting. (1010)"
                                                   : "Timeout Connecting");
-        EXPECT_EQ(panel2.contains("Not Authenticated"), c == Login);
-        EXPECT_EQ(panel2.value(panel2.size() - 1), "Unable to Connect");
+        EXPECT_EQ(t.panel2.contains("Not Authenticated"), c == Login);
+        EXPECT_EQ(t.panel2.value(t.panel2.size() - 1), "Unable to Connect");
         EXPECT_TRUE(connectionClosed(t.app));
         EXPECT_FALSE(t.app.menuEnabled[5]);
         EXPECT_TRUE(c != Stop || passes == 3) << "the wait ends at the stop, not " << passes;
@@ -418,13 +416,10 @@ TEST(Headers, JunkOnlyListingEndsSorryAndSavesNothing) {
 // the second of two, which goes to the decoder block by block as it comes.
 TEST(Article, HostileServersGiveThePostUpAndLeaveNothingBehind) {
     enum Case { Drop, Garbage, Endless, Drip };
+    const char* const names[] = {"drop", "garbage", "endless", "drip"};
     for (const bool secondPart : {false, true})
         for (Case c : {Drop, Garbage, Endless, Drip}) {
-            SCOPED_TRACE(c == Drop      ? "drop"
-                         : c == Garbage ? "garbage"
-                         : c == Endless ? "endless"
-                                        : "drip");
-            SCOPED_TRACE(secondPart ? "second part" : "first part");
+            SCOPED_TRACE(std::string(names[c]) + (secondPart ? ", second part" : ", first part"));
             NewsApp t(c != Drip);
             t.app.Timeout = c == Drip ? 3 : 300;
             t.app.DestDir = t.path("download/");
@@ -462,10 +457,6 @@ TEST(Article, HostileServersGiveThePostUpAndLeaveNothingBehind) {
                     s.send(QByteArray(1, byte));
             }
             t.server.silence();
-            QStringList panel2;
-            QObject::connect(&t.app, &App::statusChanged, [&](int p) {
-                if (p == 2 && !t.app.statbar[2].isEmpty()) panel2 << t.app.statbar[2];
-            });
             t.app.DoEvents = [&, pass = t.app.DoEvents] {
                 pass();
                 const qint64 got = secondPart ? t.app.articleBytes : t.app.MessageText.size();
@@ -485,8 +476,8 @@ TEST(Article, HostileServersGiveThePostUpAndLeaveNothingBehind) {
                 const QString why = c == Endless ? "Server Error: Article Too Large"
                                                  : "Timeout/Error Getting Message";
                 if (c != Drip)
-                    EXPECT_EQ(panel2.value(panel2.size() - 1), why)
-                        << panel2.join('|').toStdString();
+                    EXPECT_EQ(t.panel2.value(t.panel2.size() - 1), why)
+                        << t.panel2.join('|').toStdString();
                 else
                     EXPECT_FALSE(t.server.scriptDone()) << "the drip was still going";
             }
