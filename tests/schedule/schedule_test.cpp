@@ -1,21 +1,15 @@
 // The unattended download: when timerAuto starts a run, what the run does,
-// frmAuto, and one scheduled download from a real server.
+// and one scheduled download from a real server.
 #include "fixtures/encoders.h"
 #include "fixtures/inn_server.h"
 #include "fixtures/test_app.h"
 #include "news/connection.h"
-#include "schedule/auto_dialog.h"
 #include "schedule/auto_schedule.h"
 #include "shell/temp_files.h"
 #include "shell/waits.h"
 
-#include <QApplication>
-#include <QCheckBox>
 #include <QDir>
 #include <QFile>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QRadioButton>
 #include <QTest>
 
 namespace {
@@ -146,47 +140,6 @@ TEST_F(ScheduledRun, TheTimerOfTheProgramStartsTheRun) {
     EXPECT_TRUE(QTest::qWaitFor([this] { return !runs().isEmpty(); }));
     EXPECT_EQ(runs(), oneRun);
     app.timerAuto.stop();
-}
-
-// frmAuto over a schedule of an earlier run.
-class AutoDialogTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        app.AutoTime = "7:45";
-        app.AutoAMPM = 0;
-        app.AutoDays = "1000001";
-        dlg = std::make_unique<AutoDialog>(app);
-        dlg->show();
-        QApplication::setActiveWindow(dlg.get());
-        ASSERT_TRUE(QTest::qWaitForWindowActive(dlg.get()));
-    }
-    QString ticked() const {
-        QString days;
-        for (int i = 0; i < 7; ++i)
-            days += dlg->Check1(i)->isChecked() ? '1' : '0';
-        return days;
-    }
-
-    TestApp t;
-    App& app = t.app;
-    std::unique_ptr<AutoDialog> dlg;
-};
-
-TEST_F(AutoDialogTest, ShowsTheScheduleAndOkStoresTimeHalfAndDaysInBoxOrder) {
-    EXPECT_EQ(dlg->txtTime()->text(), "7:45");
-    EXPECT_TRUE(dlg->optAM()->isChecked());
-    EXPECT_EQ(ticked(), "1000001");
-    dlg->Check1(0)->click();
-    dlg->Check1(1)->click();
-    QTest::mouseClick(dlg->optPM(), Qt::LeftButton);
-    dlg->txtTime()->setText("12:00");
-    QTest::mouseClick(dlg->cmdOK(), Qt::LeftButton);
-    EXPECT_EQ(dlg->result(), QDialog::Accepted);
-    EXPECT_EQ(app.AutoTime, "12:00");
-    EXPECT_EQ(app.AutoAMPM, 1);
-    EXPECT_EQ(app.AutoDays, "0100001");
-    EXPECT_EQ(t.setting("Days").toString(), "0100001") << "written with the other settings";
-    EXPECT_EQ(t.setting("AutoDownloadTime").toString(), "12:00");
 }
 
 // A scheduled minute comes while the user is connected: the run disconnects,
