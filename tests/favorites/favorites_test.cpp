@@ -1,22 +1,16 @@
-// The favourites in the main window: group rows dropped onto the list, the
-// Delete key, the File menu and the markers of listings; then across two
-// real news servers.
+// The favourites in the main window: the File menu; then across two real
+// news servers.
 #include "favorites/favorites_list.h"
-#include "favorites/markers.h"
 #include "fixtures/inn_server.h"
 #include "fixtures/scripted_server.h"
 #include "fixtures/test_app.h"
 #include "news/connection.h"
 #include "news/nntp_control.h"
 #include "program/main_window.h"
-#include "shell/list_view_widget.h"
 
 #include <QAction>
-#include <QDropEvent>
 #include <QGroupBox>
-#include <QMimeData>
 #include <QSignalSpy>
-#include <QTest>
 #include <gtest/gtest.h>
 
 namespace {
@@ -29,57 +23,7 @@ struct Favorites : WindowTest {
     QStringList rows() const { return texts(app.lstFavorites); }
     QString title() const { return window->frameBox(Frame::Favorites)->title(); }
     QByteArray saved() const { return t.readFile("ZanderfellFavorites.fav"); }
-    // Drags a row of lstGroups onto the favourites as the mouse would.
-    bool dragGroupRow(int row) {
-        std::unique_ptr<QMimeData> mime(app.lstGroups.mimeData({app.lstGroups.index(row)}));
-        if (!mime) return false;
-        QWidget* target = window->view(app.lstFavorites)->viewport();
-        const QPoint at = target->rect().center();
-        QDragEnterEvent enter(at, Qt::CopyAction, mime.get(), Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(target, &enter);
-        QDragMoveEvent move(at, Qt::CopyAction, mime.get(), Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(target, &move);
-        QDropEvent drop(QPointF(at), Qt::CopyAction, mime.get(), Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(target, &drop);
-        return enter.isAccepted() && drop.isAccepted();
-    }
 };
-
-TEST_F(Favorites, DroppedGroupRowsBecomeOneFavouritePerGroupAndServerAndDeleteRemovesThem) {
-    app.lstGroups.addItem(mark(1) + "alt.binaries.pics (12)");
-    app.lstGroups.addItem("alt.quiet (0)");
-    for (int row : {0, 1, 0})
-        EXPECT_TRUE(dragGroupRow(row));
-    lstFavorites_Drop(app, "alt.plain"); // a bare name carries no count
-    lstFavorites_Drop(app, "");
-    app.CurrentServer = "news.two.test";
-    EXPECT_TRUE(dragGroupRow(0));
-    EXPECT_EQ(rows(),
-              (QStringList{mark(1) + "alt.binaries.pics (news.test) (12)",
-                           mark(4) + "alt.quiet (news.test) ", mark(4) + "alt.plain (news.test) ",
-                           mark(1) + "alt.binaries.pics (news.two.test) (12)"}));
-    EXPECT_EQ(saved(), (rows().join('\n') + '\n').toUtf8());
-
-    ListView* favorites = window->view(app.lstFavorites);
-    favorites->setFocus();
-    favorites->selectionModel()->select(
-        QItemSelection(app.lstFavorites.index(1), app.lstFavorites.index(2)),
-        QItemSelectionModel::ClearAndSelect);
-    // While a server check borrows the list, deletes and drops are refused.
-    app.Busy = true;
-    QTest::keyClick(favorites, Qt::Key_Delete);
-    lstFavorites_Drop(app, "alt.new");
-    EXPECT_EQ(app.lstFavorites.count(), 4);
-
-    app.Busy = false;
-    QTest::keyClick(favorites, Qt::Key_Delete);
-    EXPECT_EQ(rows(), (QStringList{mark(1) + "alt.binaries.pics (news.test) (12)",
-                                   mark(1) + "alt.binaries.pics (news.two.test) (12)"}));
-    app.lstFavorites.selectAll();
-    QTest::keyClick(favorites, Qt::Key_Delete);
-    EXPECT_EQ(app.lstFavorites.count(), 0);
-    EXPECT_EQ(saved(), "");
-}
 
 TEST_F(Favorites, FileMenuAsksBeforeOverwritingSavesTheListInHandAndRetitles) {
     lstFavorites_Drop(app, "alt.keep");
@@ -121,28 +65,6 @@ TEST_F(Favorites, FileMenuAsksBeforeOverwritingSavesTheListInHandAndRetitles) {
     choose("menuLoad", QString());
     choose("menuLoad", t.path("missing.fav"));
     EXPECT_EQ(title(), "Favorite Groups [nodot] (1)");
-}
-
-TEST_F(Favorites, MarkersWriteFailuresEmptyGroupsAndPostingRightIntoRows) {
-    app.txtNNTPServ.addItem("????? ???    news.test");
-    app.PostAllowed = true;
-    updateGroupMarker(app); // nothing listed: a New row keeps its question marks
-    EXPECT_EQ(app.txtNNTPServ.text(0), "????? ???    news.test");
-
-    lstFavorites_Drop(app, "alt.pics");
-    app.lstGroups.addItem(mark(1) + "alt.pics (40)");
-    app.lstGroups.addItem("alt.pics.d (0)");
-    app.LastError = -1;
-    updateGroupMarkerNFavs(app, " alt.pics ", 17);
-    EXPECT_EQ(rows(), QStringList{mark(2) + "alt.pics (news.test)"});
-    EXPECT_EQ(app.lstGroups.text(0), mark(2) + "alt.pics");
-    app.LastError = 0;
-    updateGroupMarkerNFavs(app, "alt.pics", 0);
-    EXPECT_EQ(rows(), QStringList{mark(4) + "alt.pics (news.test) (0)"});
-    EXPECT_EQ(app.lstGroups.text(0), "alt.pics (0)");
-
-    updateGroupMarker(app); // the server row learns the count and the posting right
-    EXPECT_EQ(app.txtNNTPServ.text(0), "00002  OK    news.test");
 }
 
 class FavoritesInn : public InnTest {
