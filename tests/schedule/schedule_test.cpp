@@ -9,7 +9,6 @@
 #include "shell/waits.h"
 
 #include <QDir>
-#include <QFile>
 #include <QTest>
 
 namespace {
@@ -189,9 +188,7 @@ TEST_F(ScheduledDownload, DisconnectsThenFetchesTheFavouritesFiles) {
 
     EXPECT_TRUE(walked);
     EXPECT_TRUE(t.prompter.messages().isEmpty()) << t.prompter.messages().join('|').toStdString();
-    QFile file(app.DestDir + "night.bin");
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(file.readAll(), data);
+    EXPECT_EQ(t.readFile("download/night.bin"), data);
     EXPECT_FALSE(app.IsConnected);
     EXPECT_TRUE(app.timerAuto.isActive());
     EXPECT_EQ(clock.date(), QDate(2026, 11, 30)) << "the pause ran on past the minute";
