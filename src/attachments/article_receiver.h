@@ -12,10 +12,10 @@ inline constexpr qsizetype kMaxArticleBytes = 16 * 1024 * 1024;
 // What the decoder's feed may hold of a part streamed to it before the
 // download waits for the decoder, and what it still holds when the download
 // goes on. Between two articles nothing comes for a round trip to the
-// server; the decoder lives on what is held meanwhile, and with less than
-// two blocks held it ran dry at every article.
-inline constexpr qint64 kStreamHeldBytes = 768 * 1024;
-inline constexpr qint64 kStreamResumeBytes = 512 * 1024;
+// server; the decoder lives on what is held meanwhile: with one block held
+// it ran dry at every article, with two still at some.
+inline constexpr qint64 kStreamHeldBytes = 1024 * 1024;
+inline constexpr qint64 kStreamResumeBytes = 768 * 1024;
 
 // The article branch of the line receiver (TransferMode 2): a block of the
 // article in work, and its end.
