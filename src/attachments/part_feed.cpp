@@ -15,6 +15,11 @@ PartFeed::PartFeed() {
 }
 
 void PartFeed::push(QByteArray&& bytes) {
+    // A small part of a large block (an article's last bytes) would keep the
+    // whole block alive while the bound counts only the part: such a part
+    // is held as a copy of its own, so what is kept stays within twice what
+    // is counted.
+    if (bytes.capacity() > 2 * bytes.size()) bytes = QByteArray(bytes.constData(), bytes.size());
     std::lock_guard lock(mutex_);
     if (readerDone_ || abandoned_ || finished_ || bytes.isEmpty()) return;
     held_ += bytes.size();

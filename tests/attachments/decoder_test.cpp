@@ -4,6 +4,7 @@
 #include "attachments/uu_base64.h"
 #include "attachments/yenc.h"
 #include "fixtures/encoders.h"
+#include "news/nntp_stream.h"
 #include "support/vector_level.h"
 #include "test_data.h"
 
@@ -789,6 +790,15 @@ TEST(PartFeedTest, BorrowedViewsAreReadInPlaceAndOutliveAnAbandon) {
     QByteArray late("late");
     feed.push(std::move(late));
     EXPECT_EQ(feed.held(), 0);
+
+    // An article's last bytes, shared with the large block they came in,
+    // are held as a copy: they must not keep the block alive.
+    PartFeed other;
+    QByteArray block(1 << 18, 'x');
+    other.push(sharedPart(block, 100, 10));
+    const std::string_view tail = other.borrow(100);
+    EXPECT_EQ(tail, std::string_view("xxxxxxxxxx"));
+    EXPECT_TRUE(tail.data() < block.constData() || tail.data() >= block.constData() + block.size());
 }
 
 } // namespace
