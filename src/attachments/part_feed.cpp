@@ -43,17 +43,16 @@ qint64 PartFeed::held() const {
 
 bool PartFeed::waitHeldAtMost(qint64 bytes, int ms) {
     std::unique_lock lock(mutex_);
-    roomWaiting_ = true;
     roomAt_ = bytes;
     const bool reached = room_.wait_for(lock, std::chrono::milliseconds(ms),
                                         [&] { return held_ <= bytes || readerDone_; });
-    roomWaiting_ = false;
+    roomAt_.reset();
     return reached;
 }
 
 // Under the lock: held_ changed or the reader stopped.
 void PartFeed::wakeWaiter() {
-    if (roomWaiting_ && (held_ <= roomAt_ || readerDone_)) room_.notify_all();
+    if (roomAt_ && (held_ <= *roomAt_ || readerDone_)) room_.notify_all();
 }
 
 void PartFeed::finish() {

@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -51,8 +52,7 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable changed_; // for the reader: parts came, or the end
     std::condition_variable room_;    // for the download: held_ fell to roomAt_
-    bool roomWaiting_ = false;
-    qint64 roomAt_ = 0;
+    std::optional<qint64> roomAt_;    // what the download waits for, if it does
     void wakeWaiter();
     void releaseLent();
     void dropParts();

@@ -112,10 +112,11 @@ DecodeResult YencAssembly::beginPart(const YencKeywords& k) {
             return fail(
                 DecodeResult::SizeMismatch,
                 QStringLiteral("parts give file sizes %1 and %2").arg(*fileSize_).arg(*k.size));
-        fileSize_ = *k.size;
         // The file's size is known from its first part on: room for all of
-        // it at once makes each block's write cheaper.
-        sink_.preallocate(*k.size);
+        // it at once makes each block's write cheaper. Asked once, not again
+        // with every part when the disk has no room for it.
+        if (!fileSize_) sink_.preallocate(*k.size);
+        fileSize_ = *k.size;
     }
     if (k.total && !total_) total_ = *k.total;
     if (outcome_.name.isEmpty()) outcome_.name = QByteArray::fromStdString(k.name);
